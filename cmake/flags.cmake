@@ -1,0 +1,20 @@
+# Compiler flags that every target shares, and those of the library alone.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+
+option(QVK_SANITIZE "Check addresses and undefined behaviour at run time" OFF)
+if(QVK_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+
+add_library(qvk_warnings INTERFACE)
+target_compile_options(qvk_warnings INTERFACE -Wall -Wextra -Wconversion -Werror)
+
+# The processor level: the library holds no instruction above it.
+set(QVK_LEVEL_FLAGS -mssse3 -msse4.1 -msse4.2 -mpopcnt)
+
+# No exceptions, no run-time type information, no guarded statics: nothing that would need the C++ run-time library.
+set(QVK_FREESTANDING_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics)

@@ -1,0 +1,14 @@
+# What `cmake --install` lays down: the library, its header, a CMake package and a pkg-config file.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS qvksse42 EXPORT qvksse42 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(FILES frame/kdzk.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qvksse42)
+install(EXPORT qvksse42 NAMESPACE qvk:: FILE qvksse42-config.cmake DESTINATION ${package_dir})
+write_basic_package_version_file(qvksse42-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qvksse42-config-version.cmake DESTINATION ${package_dir})
+
+configure_file(cmake/qvksse42.pc.in qvksse42.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/qvksse42.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

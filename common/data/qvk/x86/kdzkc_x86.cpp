@@ -1,0 +1,110 @@
+// The dispatch tables: 8,192 kernels and their names, computed at compile time from the list of the kernels that stand.
+// Both come from the same walk, so a name can't drift from its kernel.
+#include "frame/kernels.h"
+
+namespace kdzk {
+
+// Structs around the arrays, since no array can be returned from a constant expression.
+struct KernelTable {
+    kdzk_kernel slots[KDZK_TABLE_SLOTS];
+};
+struct NameTable {
+    const char *slots[KDZK_TABLE_SLOTS];
+};
+
+namespace {
+
+struct Entry {
+    KernelId id;
+    kdzk_kernel kernel;
+};
+
+constexpr Entry entry(KernelId id, kdzk_key_fn kernel) {
+    return {id, {.key = kernel}};
+}
+constexpr Entry entry(KernelId id, kdzk_range_fn kernel) {
+    return {id, {.range = kernel}};
+}
+constexpr Entry entry(KernelId id, kdzk_vec_fn kernel) {
+    return {id, {.vec = kernel}};
+}
+
+#define KDZK_ENTRY(op, cls, width, form)                                                                               \
+    entry({KernelClass::cls, width, Operation::op, Form::form}, KDZK_SYMBOL_OF(op, cls, width, form)),
+#define KDZK_PREDICATE_ENTRIES(cls, width, form) KDZK_OPERATORS(KDZK_ENTRY, KDZK_ENTRY, cls, width, form)
+
+constexpr Entry kKernels[] = {KDZK_PREDICATE_KERNELS(KDZK_PREDICATE_ENTRIES)};
+
+// The stubs follow a rule: dict has sum and distinct up to 32 bits, fixed has sum at the lanes' widths.
+constexpr uint8_t kDictStubWidths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 24, 32};
+constexpr uint8_t kFixedStubWidths[] = {8, 16, 32, 64};
+
+// Calls visit(entry) for every live slot.
+template <typename Visitor> constexpr void for_each_live(Visitor visit) {
+    for (const Entry &kernel : kKernels)
+        visit(kernel);
+    for (const uint8_t width : kDictStubWidths) {
+        visit(entry({KernelClass::dict, width, Operation::sum, Form::plain}, kdzk_stub));
+        visit(entry({KernelClass::dict, width, Operation::distinct, Form::plain}, kdzk_stub));
+    }
+    for (const uint8_t width : kFixedStubWidths)
+        visit(entry({KernelClass::fixed, width, Operation::sum, Form::plain}, kdzk_stub));
+}
+
+constexpr KernelTable kernels_by_slot() {
+    KernelTable table{};
+    for (kdzk_kernel &slot : table.slots)
+        slot.invalid = kdzk_invalid_dispatch;
+    for_each_live([&](const Entry &live) { table.slots[slot_of(live.id)] = live.kernel; });
+    return table;
+}
+
+constexpr size_t live_name_chars() {
+    size_t chars = 0;
+    for_each_live([&](const Entry &live) { chars += name_of(live.id).length + 1; });
+    return chars;
+}
+
+// All live names, each with its terminating zero, in the order of the walk.
+struct NamePool {
+    char chars[live_name_chars()]{};
+};
+
+constexpr NamePool pooled_names() {
+    NamePool pool;
+    size_t at = 0;
+    for_each_live([&](const Entry &live) {
+        const ShortText name = name_of(live.id);
+        for (size_t i = 0; i < name.length; ++i)
+            pool.chars[at++] = name.chars[i];
+        ++at;
+    });
+    return pool;
+}
+
+constexpr NamePool kNames = pooled_names();
+
+constexpr NameTable names_by_slot() {
+    NameTable table{};
+    for (const char *&slot : table.slots)
+        slot = "kdzk_invalid_dispatch";
+    const char *at = kNames.chars;
+    for_each_live([&](const Entry &live) {
+        table.slots[slot_of(live.id)] = at;
+        at += name_of(live.id).length + 1;
+    });
+    return table;
+}
+
+}  // namespace
+
+// What the host sees as kdzk_dispatch_table, and its hidden companion.
+[[gnu::visibility("default")]] extern const KernelTable kernel_table KDZK_SYMBOL(kdzk_dispatch_table);
+extern const NameTable name_table KDZK_SYMBOL(kdzk_dispatch_names);
+
+constinit const KernelTable kernel_table = kernels_by_slot();
+[[gnu::used]] constinit const NameTable name_table = names_by_slot();
+
+static_assert(sizeof(KernelTable) == sizeof(kdzk_dispatch_table) && sizeof(NameTable) == sizeof(kdzk_dispatch_names));
+
+}  // namespace kdzk

@@ -1,0 +1,104 @@
+// catalog.h: what kernels there can be. Classes, operations and forms with their names, and from them the name and the
+// slot of a kernel. Constants only: no intrinsics, no payload.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "frame/platform.h"
+
+namespace kdzk {
+
+enum class KernelClass : uint8_t { fixed, dict, dynp, rle };
+inline constexpr std::string_view kClassNames[] = {"fixed", "dict", "dynp", "rle"};
+
+enum class Operation : uint8_t {
+    eq,
+    lt,
+    gt,
+    le,
+    ge,
+    ne,
+    gt_lt,
+    gt_le,
+    ge_lt,
+    ge_le,
+    decode,
+    decode_unpack,
+    decode_symbol,
+    set,
+    burst,
+    sum,
+    distinct,
+};
+inline constexpr std::string_view kOperationNames[] = {
+    "eq",
+    "lt",
+    "gt",
+    "le",
+    "ge",
+    "ne",
+    "gt_lt",
+    "gt_le",
+    "ge_lt",
+    "ge_le",
+    "decode",
+    "decode_unpack",
+    "decode_symbol",
+    "set",
+    "burst",
+    "sum",
+    "distinct",
+};
+static_assert(size_t(Operation::distinct) == KDZK_OP_DISTINCT && std::size(kOperationNames) == KDZK_OP_DISTINCT + 1);
+
+enum class Form : uint8_t { plain, null, tz, cla };
+inline constexpr std::string_view kFormSuffixes[] = {"", "_null", "_tz", "_cla"};
+
+// One kernel: a template argument where code is instantiated for it, a key where tables are built.
+struct KernelId {
+    KernelClass kernel_class;
+    uint8_t width_bits;
+    Operation operation;
+    Form form;
+};
+
+constexpr uint32_t slot_of(KernelId id) {
+    return kdzk_slot(uint32_t(id.kernel_class), id.width_bits, uint32_t(id.operation), uint32_t(id.form));
+}
+
+// Text of bounded length that can be built in a constant expression.
+struct ShortText {
+    static constexpr size_t kCapacity = 96;
+    char chars[kCapacity]{};
+    size_t length = 0;
+
+    constexpr ShortText &append(std::string_view more) {
+        for (const char c : more)
+            chars[length++] = c;
+        return *this;
+    }
+    constexpr operator std::string_view() const { return {chars, length}; }
+};
+
+constexpr ShortText decimal(uint32_t number) {
+    ShortText text;
+    for (uint32_t unit = number < 10 ? 1 : 10; unit > 0; unit /= 10)
+        text.chars[text.length++] = char('0' + number / unit % 10);
+    return text;
+}
+
+// "kdzk_", operation, class, width, "bit" and the form's suffix, as in kdzk_ge_le_dict_24bit_null.
+constexpr ShortText name_of(KernelId id) {
+    ShortText name;
+    name.append("kdzk_").append(kOperationNames[size_t(id.operation)]).append("_");
+    name.append(kClassNames[size_t(id.kernel_class)]).append("_").append(decimal(id.width_bits)).append("bit");
+    return name.append(kFormSuffixes[size_t(id.form)]);
+}
+
+static_assert(slot_of({KernelClass::dict, 1, Operation::eq, Form::plain}) == 32);
+static_assert(slot_of({KernelClass::dynp, 16, Operation::le, Form::tz}) == 6083);
+static_assert(std::string_view(name_of({KernelClass::dynp, 16, Operation::le, Form::tz})) == "kdzk_le_dynp_16bit_tz");
+
+}  // namespace kdzk

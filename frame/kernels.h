@@ -1,0 +1,70 @@
+// kernels.h: the kernels that stand, and the macros that give them their C names. A symbol's name can't be computed, so
+// this is the one place where macros build functions: one line a class, width and form makes ten kernels, their
+// declarations and their slots. Everything else about a kernel follows from its KernelId.
+#pragma once
+
+#include "frame/catalog.h"
+
+// EACH(class, width in bits, form), once for every ten predicate kernels.
+#define KDZK_DICT_KERNELS(EACH) EACH(dict, 8, plain)
+#define KDZK_PREDICATE_KERNELS(EACH) KDZK_DICT_KERNELS(EACH)
+
+// ONE_KEY or RANGE(operator, ...), once for every operator.
+#define KDZK_OPERATORS(ONE_KEY, RANGE, ...)                                                                            \
+    ONE_KEY(eq, __VA_ARGS__)                                                                                           \
+    ONE_KEY(lt, __VA_ARGS__)                                                                                           \
+    ONE_KEY(gt, __VA_ARGS__)                                                                                           \
+    ONE_KEY(le, __VA_ARGS__)                                                                                           \
+    ONE_KEY(ge, __VA_ARGS__)                                                                                           \
+    ONE_KEY(ne, __VA_ARGS__)                                                                                           \
+    RANGE(gt_lt, __VA_ARGS__)                                                                                          \
+    RANGE(gt_le, __VA_ARGS__)                                                                                          \
+    RANGE(ge_lt, __VA_ARGS__)                                                                                          \
+    RANGE(ge_le, __VA_ARGS__)
+
+// A kernel's symbol, by the same rule as its name.
+#define KDZK_SYMBOL_plain(op, cls, width) kdzk_##op##_##cls##_##width##bit
+#define KDZK_SYMBOL_null(op, cls, width) kdzk_##op##_##cls##_##width##bit_null
+#define KDZK_SYMBOL_tz(op, cls, width) kdzk_##op##_##cls##_##width##bit_tz
+#define KDZK_SYMBOL_OF(op, cls, width, form) KDZK_SYMBOL_##form(op, cls, width)
+
+#define KDZK_ONE_KEY_HEAD(op, cls, width, form)                                                                        \
+    uint64_t KDZK_SYMBOL_OF(op, cls, width, form)(kdzk_vec * dst, const kdzk_vec *src, const kdzk_pred *key,           \
+                                                  kdzk_exec_ctx *ctx)
+#define KDZK_RANGE_HEAD(op, cls, width, form)                                                                          \
+    uint64_t KDZK_SYMBOL_OF(op, cls, width, form)(kdzk_vec * dst, const kdzk_vec *src, const kdzk_pred *lower,         \
+                                                  const kdzk_pred *upper, kdzk_exec_ctx *ctx)
+
+// Declarations.
+#define KDZK_DECLARE_ONE_KEY(...) KDZK_ONE_KEY_HEAD(__VA_ARGS__);
+#define KDZK_DECLARE_RANGE(...) KDZK_RANGE_HEAD(__VA_ARGS__);
+#define KDZK_DECLARE_PREDICATES(cls, width, form)                                                                      \
+    KDZK_OPERATORS(KDZK_DECLARE_ONE_KEY, KDZK_DECLARE_RANGE, cls, width, form)
+
+// Definitions, for a file in which main_body and the Encoding template of the class are known.
+#define KDZK_DEFINE_ONE_KEY(op, cls, width, form, Encoding)                                                            \
+    KDZK_ONE_KEY_HEAD(op, cls, width, form) {                                                                          \
+        return kdzk::main_body<Encoding<width, kdzk::Form::form>, kdzk::Operator::op>(dst, src, key, key, ctx);        \
+    }
+#define KDZK_DEFINE_RANGE(op, cls, width, form, Encoding)                                                              \
+    KDZK_RANGE_HEAD(op, cls, width, form) {                                                                            \
+        return kdzk::main_body<Encoding<width, kdzk::Form::form>, kdzk::Operator::op>(dst, src, lower, upper, ctx);    \
+    }
+#define KDZK_DEFINE_PREDICATES(cls, width, form, Encoding)                                                             \
+    KDZK_OPERATORS(KDZK_DEFINE_ONE_KEY, KDZK_DEFINE_RANGE, cls, width, form, Encoding)
+
+extern "C" {
+
+KDZK_PREDICATE_KERNELS(KDZK_DECLARE_PREDICATES)
+
+// Behind all sum and distinct slots: touches nothing and returns 0.
+uint64_t kdzk_stub(kdzk_vec *dst, const kdzk_vec *src, kdzk_exec_ctx *ctx);
+
+// Behind every slot that no kernel serves.
+void kdzk_invalid_dispatch(void);
+
+// Each slot's name, "kdzk_invalid_dispatch" for one that no kernel serves. A companion of the table that isn't exported
+// and that no code of the library reads: a debugger finds a kernel by slot with it.
+extern const char *const kdzk_dispatch_names[KDZK_TABLE_SLOTS];
+
+}  // extern "C"
