@@ -12,18 +12,15 @@ namespace {
 enum class Family : bool { bytes, words };  // lbiv, lbiwv
 enum class Target : bool { ones, zeros };
 
-constexpr uint64_t end_marker(Family family) {
-    return family == Family::bytes ? KDZK_LBIV_END : KDZK_LBIWV_END;
-}
+constexpr uint64_t end_marker(Family family) { return family == Family::bytes ? KDZK_LBIV_END : KDZK_LBIWV_END; }
 
 // Rows are compared as signed numbers: a walk that has ended counts its word_base on without wrapping into range.
-bool lies_below(uint32_t row, uint32_t nbits) {
-    return int32_t(row) < int32_t(nbits);
-}
+bool lies_below(uint32_t row, uint32_t nbits) { return int32_t(row) < int32_t(nbits); }
 
 // The bits of the word at next that can be of interest. The byte-granular form reads no further than the vector's last
 // byte; its missing bytes are zero, or ones when zeros are walked, and lie above nbits.
-template <Family family, Target target> uint64_t word_at_next(const kdzk_lbiv_ictx &walk) {
+template <Family family, Target target>
+uint64_t word_at_next(const kdzk_lbiv_ictx &walk) {
     uint64_t word = 0;
     if (family == Family::bytes && lies_below(walk.nbits, walk.word_base + kWordBits))
         memcpy(&word, walk.next, (walk.nbits - walk.word_base + 7) / 8);
@@ -33,7 +30,8 @@ template <Family family, Target target> uint64_t word_at_next(const kdzk_lbiv_ic
 }
 
 // Moves on to the next word with a bit to deliver. False at the end of the vector.
-template <Family family, Target target> bool find_word(kdzk_lbiv_ictx &walk) {
+template <Family family, Target target>
+[[gnu::always_inline]] inline bool find_word(kdzk_lbiv_ictx &walk) {
     for (;;) {
         walk.word_base += kWordBits;
         if (!lies_below(walk.word_base, walk.nbits))
@@ -48,7 +46,8 @@ template <Family family, Target target> bool find_word(kdzk_lbiv_ictx &walk) {
 
 // Takes the next bit out of the walk and puts its row in *row. False where the walk ends, also if the bit taken lies
 // above the vector's last row.
-template <Family family, Target target> bool take_row(kdzk_lbiv_ictx &walk, uint32_t *row) {
+template <Family family, Target target>
+[[gnu::always_inline]] inline bool take_row(kdzk_lbiv_ictx &walk, uint32_t *row) {
     if (walk.cur == 0 && !find_word<family, target>(walk))
         return false;
     walk.bit_pos = uint64_t(std::countr_zero(walk.cur));
@@ -57,20 +56,26 @@ template <Family family, Target target> bool take_row(kdzk_lbiv_ictx &walk, uint
     return lies_below(*row, walk.nbits);
 }
 
-template <Family family, Target target> uint64_t next_row(kdzk_lbiv_ictx *ictx) {
+template <Family family, Target target>
+uint64_t next_row(kdzk_lbiv_ictx *ictx) {
     uint32_t row;
     return take_row<family, target>(*ictx, &row) ? row : end_marker(family);
 }
 
-// Works on a copy of the record, which the compiler can keep in registers: out may not alias it then.
-template <Family family> uint64_t take_rows(kdzk_lbiv_ictx *ictx, uint32_t *out, uint64_t max) {
+// Works on a copy of the record that lives in registers. It is read and written field by field: as wider pieces it
+// would wait at the next call for the fields' stores to retire, longer than a batch takes.
+template <Family family>
+uint64_t take_rows(kdzk_lbiv_ictx *ictx, uint32_t *out, uint64_t max) {
     if (max == 0)
         return 0;
-    kdzk_lbiv_ictx walk = *ictx;
+    kdzk_lbiv_ictx walk = {ictx->next, ictx->nbits, ictx->word_base, ictx->bit_pos, ictx->cur};
     uint64_t taken = 0;
     for (uint32_t row; taken < max && take_row<family, Target::ones>(walk, &row); ++taken)
         out[taken] = row;
-    *ictx = walk;
+    ictx->next = walk.next;
+    ictx->word_base = walk.word_base;
+    ictx->bit_pos = walk.bit_pos;
+    ictx->cur = walk.cur;
     return taken;
 }
 
@@ -96,18 +101,10 @@ KDZK_SAME_AS(kdzk_lbiv_ictx_ini2_dydi)
 void kdzk_lbiwv_ictx_ini2_dydi(kdzk_lbiv_ictx *ictx, const uint64_t *bv, uint64_t nbits, uint32_t invert,
                                uint64_t start);
 
-uint64_t kdzk_lbiviter_dydi(kdzk_lbiv_ictx *ictx) {
-    return next_row<Family::bytes, Target::ones>(ictx);
-}
-uint64_t kdzk_lbiwviter_dydi(kdzk_lbiv_ictx *ictx) {
-    return next_row<Family::words, Target::ones>(ictx);
-}
-uint64_t kdzk_lbiviter_clr_dydi(kdzk_lbiv_ictx *ictx) {
-    return next_row<Family::bytes, Target::zeros>(ictx);
-}
-uint64_t kdzk_lbiwviter_clr_dydi(kdzk_lbiv_ictx *ictx) {
-    return next_row<Family::words, Target::zeros>(ictx);
-}
+uint64_t kdzk_lbiviter_dydi(kdzk_lbiv_ictx *ictx) { return next_row<Family::bytes, Target::ones>(ictx); }
+uint64_t kdzk_lbiwviter_dydi(kdzk_lbiv_ictx *ictx) { return next_row<Family::words, Target::ones>(ictx); }
+uint64_t kdzk_lbiviter_clr_dydi(kdzk_lbiv_ictx *ictx) { return next_row<Family::bytes, Target::zeros>(ictx); }
+uint64_t kdzk_lbiwviter_clr_dydi(kdzk_lbiv_ictx *ictx) { return next_row<Family::words, Target::zeros>(ictx); }
 
 uint64_t kdzk_lbivones_dydi(kdzk_lbiv_ictx *ictx, uint32_t *out, uint64_t max) {
     return take_rows<Family::bytes>(ictx, out, max);
@@ -116,13 +113,7 @@ uint64_t kdzk_lbiwvones_dydi(kdzk_lbiv_ictx *ictx, uint32_t *out, uint64_t max) 
     return take_rows<Family::words>(ictx, out, max);
 }
 
-uint64_t kdzk_lbivrun_dydi(kdzk_lbiv_ictx *) {
-    return KDZK_LBIV_END;
-}
-uint64_t kdzk_lbiwvrun_dydi(kdzk_lbiv_ictx *) {
-    return KDZK_LBIWV_END;
-}
-uint64_t kdzk_lbivruns_dydi(kdzk_lbiv_ictx *) {
-    return 0;
-}
+uint64_t kdzk_lbivrun_dydi(kdzk_lbiv_ictx *) { return KDZK_LBIV_END; }
+uint64_t kdzk_lbiwvrun_dydi(kdzk_lbiv_ictx *) { return KDZK_LBIWV_END; }
+uint64_t kdzk_lbivruns_dydi(kdzk_lbiv_ictx *) { return 0; }
 KDZK_SAME_AS(kdzk_lbivruns_dydi) uint64_t kdzk_lbiwvruns_dydi(kdzk_lbiv_ictx *ictx);

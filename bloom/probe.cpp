@@ -33,7 +33,8 @@ bool is_set(const Filter &filter, uint32_t hash) {
 }
 
 // The hash of a row is the last four bytes of its element, big-endian.
-template <uint32_t kElementBytes> struct Probe {
+template <uint32_t kElementBytes>
+struct Probe {
     const uint8_t *hashes;
     Filter filter;
     bool negate;

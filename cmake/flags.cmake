@@ -18,3 +18,7 @@ set(QVK_LEVEL_FLAGS -mssse3 -msse4.1 -msse4.2 -mpopcnt)
 
 # No exceptions, no run-time type information, no guarded statics: nothing that would need the C++ run-time library.
 set(QVK_FREESTANDING_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+
+# Vectors are written out where they pay. Joining neighbouring scalars into vectors on top of that costs more than it
+# gains: a load wider than the stores it meets waits until they have left the store buffer.
+list(APPEND QVK_FREESTANDING_FLAGS -fno-tree-slp-vectorize)

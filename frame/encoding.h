@@ -24,12 +24,14 @@ concept PredicateEncoding = requires(const uint8_t *payload, const kdzk_pred *pr
     { Encoding::value_at(payload, row) } -> std::same_as<typename Encoding::Key>;
 };
 
-template <typename Encoding> constexpr KernelId kernel_id(Operator op) {
+template <typename Encoding>
+constexpr KernelId kernel_id(Operator op) {
     return {Encoding::kClass, Encoding::kWidthBits, operation_of(op), Encoding::kForm};
 }
 
 // Reads exactly the encoding's key width behind each operand.
-template <typename Encoding> Keys<typename Encoding::Key> read_keys(const kdzk_pred *lower, const kdzk_pred *upper) {
+template <typename Encoding>
+Keys<typename Encoding::Key> read_keys(const kdzk_pred *lower, const kdzk_pred *upper) {
     return {Encoding::read_key(lower), Encoding::read_key(upper)};
 }
 

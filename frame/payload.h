@@ -13,7 +13,8 @@ const uint8_t *decompressed_payload(const kdzk_vec *src, const kdzk_exec_ctx *ct
                                     const char *failure);
 
 // The context may be null for a source that needs no decompression.
-template <KernelId id> const uint8_t *payload_of(const kdzk_vec *src, const kdzk_exec_ctx *ctx) {
+template <KernelId id>
+const uint8_t *payload_of(const kdzk_vec *src, const kdzk_exec_ctx *ctx) {
     if ((src->enc_ctx->flags & KDZK_ENC_YPAK) == 0) [[likely]]
         return static_cast<const uint8_t *>(src->data);
     return decompressed_payload(src, ctx, kLabel<id>.chars, kFailure<id>.chars);

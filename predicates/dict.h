@@ -11,17 +11,20 @@
 
 namespace kdzk {
 
-template <int kBits, Form form> struct Dict;
+template <int kBits, Form form>
+struct Dict;
 
 // Eight vectors of sixteen codes a block: two result words.
-template <> struct Dict<8, Form::plain> {
+template <>
+struct Dict<8, Form::plain> {
     static constexpr KernelClass kClass = KernelClass::dict;
     static constexpr uint8_t kWidthBits = 8;
     static constexpr Form kForm = Form::plain;
     static constexpr uint32_t kBlockRows = 128, kBlockBytes = 128;
 
     using Key = uint8_t;
-    template <Operator op> using BlockTest = LaneTest<op, Key, 8>;
+    template <Operator op>
+    using BlockTest = LaneTest<op, Key, 8>;
 
     struct BlockResult {
         uint64_t words[kBlockRows / kWordBits];
@@ -31,7 +34,8 @@ template <> struct Dict<8, Form::plain> {
 
     static Key value_at(const uint8_t *payload, uint32_t row) { return payload[row]; }
 
-    template <typename Test> static BlockResult scan_block(const uint8_t *at, const Test &test) {
+    template <typename Test>
+    static BlockResult scan_block(const uint8_t *at, const Test &test) {
         BlockResult block{};
 #pragma GCC unroll 8
         for (uint32_t v = 0; v < kBlockBytes / kVectorBytes; ++v) {

@@ -18,7 +18,8 @@
 
 namespace kdzk {
 
-template <Operator op, typename Key, int kBits> struct LaneTest {
+template <Operator op, typename Key, int kBits>
+struct LaneTest {
     static constexpr OperatorRow kRow = row_of(op);
     static constexpr bool kRange = is_range(op);
     // One-sided: an open bound is the complement of the closed bound on the other side.
@@ -56,7 +57,10 @@ template <Operator op, typename Key, int kBits> struct LaneTest {
             return equal(excess(key, codes), zero_lanes<kBits>());
     }
 
-    template <typename Word> static Word completed(Word word) { return kComplemented ? Word(~word) : word; }
+    template <typename Word>
+    static Word completed(Word word) {
+        return kComplemented ? Word(~word) : word;
+    }
 };
 
 }  // namespace kdzk

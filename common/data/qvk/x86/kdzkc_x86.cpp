@@ -19,15 +19,9 @@ struct Entry {
     kdzk_kernel kernel;
 };
 
-constexpr Entry entry(KernelId id, kdzk_key_fn kernel) {
-    return {id, {.key = kernel}};
-}
-constexpr Entry entry(KernelId id, kdzk_range_fn kernel) {
-    return {id, {.range = kernel}};
-}
-constexpr Entry entry(KernelId id, kdzk_vec_fn kernel) {
-    return {id, {.vec = kernel}};
-}
+constexpr Entry entry(KernelId id, kdzk_key_fn kernel) { return {id, {.key = kernel}}; }
+constexpr Entry entry(KernelId id, kdzk_range_fn kernel) { return {id, {.range = kernel}}; }
+constexpr Entry entry(KernelId id, kdzk_vec_fn kernel) { return {id, {.vec = kernel}}; }
 
 #define KDZK_ENTRY(op, cls, width, form)                                                                               \
     entry({KernelClass::cls, width, Operation::op, Form::form}, KDZK_SYMBOL_OF(op, cls, width, form)),
@@ -40,7 +34,8 @@ constexpr uint8_t kDictStubWidths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13
 constexpr uint8_t kFixedStubWidths[] = {8, 16, 32, 64};
 
 // Calls visit(entry) for every live slot.
-template <typename Visitor> constexpr void for_each_live(Visitor visit) {
+template <typename Visitor>
+constexpr void for_each_live(Visitor visit) {
     for (const Entry &kernel : kKernels)
         visit(kernel);
     for (const uint8_t width : kDictStubWidths) {

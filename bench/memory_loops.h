@@ -1,0 +1,27 @@
+// memory_loops.h: what the machine itself can do, measured in the same run as the kernels: loops with the same loads
+// and stores and as little else as possible.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// Reads all bytes, a multiple of 128, with sixteen-byte loads; returns a value that depends on all of them.
+uint64_t read_all(const void *from, size_t bytes);
+
+// dst = a & b, words of 64 bits: the plain loop, as the compiler makes it.
+void and_words(uint64_t *dst, const uint64_t *a, const uint64_t *b, size_t words);
+
+// The same with a count of the result's ones, as the compiler makes it.
+uint64_t and_and_count_words(uint64_t *dst, const uint64_t *a, const uint64_t *b, size_t words);
+
+// Ones, as the compiler makes it.
+uint64_t count_words(const uint64_t *words, size_t count);
+
+// The rows of the set bits below rows, found bit by bit; stores them in out and returns how many.
+size_t list_rows_bit_by_bit(const uint64_t *words, uint32_t rows, uint32_t *out);
+
+// Compares bytes with a key, a row at a time, into a bit vector; returns the hits.
+uint32_t compare_bytes(const uint8_t *codes, uint8_t key, uint64_t *res_bv, uint32_t rows);
+
+// So many additions, each waiting for the one before: one cycle each.
+uint64_t dependent_adds(uint64_t count);

@@ -1,0 +1,50 @@
+#include "rates.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <string>
+
+bool RateTable::ReportContext(const Context &context) {
+    PrintBasicContext(&GetErrorStream(), context);
+    return true;
+}
+
+void RateTable::ReportRuns(const std::vector<Run> &runs) {
+    for (const Run &run : runs) {
+        if (run.run_type != Run::RT_Iteration || run.error_occurred)
+            continue;
+        const std::string name = run.run_name.function_name;
+        Rate &best = best_[name];
+        const auto rate = [&](const char *counter) {
+            const auto found = run.counters.find(counter);
+            return found == run.counters.end() ? 0.0 : double(found->second);
+        };
+        best.bytes_per_second = std::max(best.bytes_per_second, rate("bytes_per_second"));
+        best.rows_per_second = std::max(best.rows_per_second, rate("items_per_second"));
+        const double nanoseconds = run.cpu_accumulated_time * 1e9 / double(run.iterations);
+        best.nanoseconds = best.nanoseconds == 0 ? nanoseconds : std::min(best.nanoseconds, nanoseconds);
+    }
+}
+
+RateTable::Rate RateTable::best_of(const std::string &name) const {
+    const auto found = best_.find(name);
+    return found == best_.end() ? Rate{} : found->second;
+}
+
+void RateTable::Finalize() {
+    const double cycles_per_second = best_of("dependent_adds/core").rows_per_second;
+    std::printf("\n%.2f GHz by a chain of dependent additions\n", cycles_per_second / 1e9);
+    std::printf("%-48s %10s %10s %12s %12s %10s\n", "", "GB/s", "Grows/s", "rows/cycle", "of machine", "ns a call");
+    for (const std::string &name : names_) {
+        if (!best_.contains(name))
+            continue;
+        const Rate rate = best_of(name);
+        const std::string set = name.substr(name.rfind('/') + 1);
+        const bool stores = name.find("and") != std::string::npos && name.find("dict") == std::string::npos;
+        const double machine = best_of((stores ? "and_plain/" : "read/") + set).bytes_per_second;
+        std::printf("%-48s %10.2f %10.3f", name.c_str(), rate.bytes_per_second / 1e9, rate.rows_per_second / 1e9);
+        std::printf(" %12.2f %12.2f %10.1f\n", cycles_per_second > 0 ? rate.rows_per_second / cycles_per_second : 0,
+                    machine > 0 ? rate.bytes_per_second / machine : 0, rate.nanoseconds);
+    }
+}

@@ -1,0 +1,165 @@
+// kernels.h: which kernels there are, what they are called and what a predicate answers, by their rules. Serves every
+// class of encoding: a row's value reaches it as an unsigned integer, however it was stored.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "kdzk.h"
+#include "reference/bit_vectors.h"
+
+namespace reference {
+
+struct Kernel {
+    uint32_t kernel_class, width_bits, operation, form;
+    bool operator==(const Kernel &) const = default;
+};
+
+inline std::vector<uint32_t> widths_up_to(uint32_t largest_bits) {
+    std::vector<uint32_t> widths;
+    for (uint32_t bits = 1; bits <= largest_bits; ++bits)
+        if (bits <= 20 || bits == 24 || bits == 32 || bits == 64)
+            widths.push_back(bits);
+    return widths;
+}
+
+// The 740 of the finished library.
+inline std::vector<Kernel> all_kernels() {
+    struct Row {
+        uint32_t kernel_class, first_operation, last_operation;
+        std::vector<uint32_t> widths, forms;
+    };
+    const Row rows[] = {
+        {KDZK_CLASS_FIXED, KDZK_OP_EQ, KDZK_OP_GE_LE, {8, 16, 32, 64}, {KDZK_FORM_PLAIN, KDZK_FORM_TZ}},
+        {KDZK_CLASS_FIXED, KDZK_OP_SUM, KDZK_OP_SUM, {8, 16, 32, 64}, {KDZK_FORM_PLAIN}},
+        {KDZK_CLASS_DICT, KDZK_OP_EQ, KDZK_OP_GE_LE, widths_up_to(64), {KDZK_FORM_PLAIN, KDZK_FORM_NULL}},
+        {KDZK_CLASS_DICT, KDZK_OP_DECODE, KDZK_OP_SET, widths_up_to(32), {KDZK_FORM_PLAIN}},
+        {KDZK_CLASS_DICT, KDZK_OP_SUM, KDZK_OP_DISTINCT, widths_up_to(32), {KDZK_FORM_PLAIN}},
+        {KDZK_CLASS_DYNP, KDZK_OP_EQ, KDZK_OP_GE_LE, {16, 32, 64}, {KDZK_FORM_PLAIN, KDZK_FORM_TZ}},
+        {KDZK_CLASS_RLE, KDZK_OP_BURST, KDZK_OP_BURST, {8, 16}, {KDZK_FORM_PLAIN, KDZK_FORM_CLA}},
+    };
+    std::vector<Kernel> kernels;
+    for (const Row &row : rows)
+        for (uint32_t operation = row.first_operation; operation <= row.last_operation; ++operation)
+            for (const uint32_t width : row.widths)
+                for (const uint32_t form : row.forms)
+                    kernels.push_back({row.kernel_class, width, operation, form});
+    return kernels;
+}
+
+inline uint32_t slot_of(const Kernel &kernel) {
+    uint32_t index = static_cast<uint32_t>(widths_up_to(kernel.width_bits).size());
+    if (kernel.form == KDZK_FORM_NULL || kernel.form == KDZK_FORM_TZ)
+        index += 32;
+    if (kernel.operation == KDZK_OP_BURST && kernel.form == KDZK_FORM_PLAIN)
+        index -= 1;
+    return (index - 1) * 128 + kernel.kernel_class * 32 + kernel.operation;
+}
+
+inline std::string name_of(const Kernel &kernel) {
+    static const char *const kClasses[] = {"_fixed_", "_dict_", "_dynp_", "_rle_"};
+    static const char *const kForms[] = {"", "_null", "_tz", "_cla"};
+    static const char *const kOperations[] = {"eq",
+                                              "lt",
+                                              "gt",
+                                              "le",
+                                              "ge",
+                                              "ne",
+                                              "gt_lt",
+                                              "gt_le",
+                                              "ge_lt",
+                                              "ge_le",
+                                              "decode",
+                                              "decode_unpack",
+                                              "decode_symbol",
+                                              "set",
+                                              "burst",
+                                              "sum",
+                                              "distinct"};
+    return std::string("kdzk_") + kOperations[kernel.operation] + kClasses[kernel.kernel_class]
+           + std::to_string(kernel.width_bits) + "bit" + kForms[kernel.form];
+}
+
+inline void PrintTo(const Kernel &kernel, std::ostream *out) { *out << name_of(kernel); }
+
+inline bool is_stub(const Kernel &kernel) { return kernel.operation >= KDZK_OP_SUM; }
+inline bool is_predicate(const Kernel &kernel) { return kernel.operation <= KDZK_OP_GE_LE; }
+inline bool is_range(const Kernel &kernel) { return is_predicate(kernel) && kernel.operation >= KDZK_OP_GT_LT; }
+
+// The kernel whose name stands in labels and messages. Odd on purpose: the selective body of a range operator goes by
+// the lower operator alone.
+inline Kernel named_in_texts(Kernel kernel, bool selective_body) {
+    if (selective_body && is_range(kernel))
+        kernel.operation = kernel.operation <= KDZK_OP_GT_LE ? KDZK_OP_GT : KDZK_OP_GE;
+    return kernel;
+}
+
+// Codes in a payload: a stream of bits without gaps, the first bit of a byte and of a code being the highest.
+inline uint64_t largest_code(uint32_t width_bits) { return ~uint64_t{0} >> (64 - width_bits); }
+
+inline uint64_t read_code(const uint8_t *payload, uint32_t width_bits, uint64_t row) {
+    uint64_t code = 0;
+    for (uint64_t bit = row * width_bits; bit < (row + 1) * width_bits; ++bit)
+        code = code * 2 + (payload[bit / 8] >> (7 - bit % 8) & 1);
+    return code;
+}
+
+inline std::vector<uint8_t> write_codes(const std::vector<uint64_t> &codes, uint32_t width_bits) {
+    std::vector<uint8_t> payload((codes.size() * width_bits + 7) / 8);
+    for (uint64_t bit = 0; bit < codes.size() * width_bits; ++bit)
+        if ((codes[bit / width_bits] >> (width_bits - 1 - bit % width_bits) & 1) != 0)
+            put_bit(payload.data(), bit / 8 * 8 + 7 - bit % 8, true);
+    return payload;
+}
+
+// What a kernel may read behind its payload, and what it reads of a key, in bytes.
+inline bool fills_elements(uint32_t bits) { return bits == 8 || bits == 16 || bits == 32 || bits == 64; }
+inline size_t payload_slack(uint32_t width_bits) { return fills_elements(width_bits) ? 0 : 8; }
+inline size_t key_bytes(uint32_t width_bits) { return fills_elements(width_bits) ? width_bits / 8 : 4; }
+
+struct Keys {
+    uint64_t lower;  // the only key of an operator that isn't a range
+    uint64_t upper;
+};
+
+inline bool hits(const Kernel &kernel, uint64_t value, Keys keys) {
+    const auto [lower, upper] = keys;
+    const bool by_operation[] = {
+        value == lower,
+        (value < lower),
+        (value > lower),
+        value <= lower,
+        value >= lower,
+        value != lower,
+        lower < value && value < upper,
+        lower < value && value <= upper,
+        lower <= value && value < upper,
+        lower <= value && value <= upper,
+    };
+    const bool is_null = kernel.form == KDZK_FORM_NULL && value == 0;
+    return by_operation[kernel.operation] && !is_null;
+}
+
+struct Answer {
+    std::vector<uint64_t> words;
+    uint32_t hit_count;
+    uint64_t status;
+};
+
+inline Answer predicate(const Kernel &kernel, const std::vector<uint64_t> &values, Keys keys, const uint64_t *filter,
+                        const uint64_t *selection) {
+    Answer answer{std::vector<uint64_t>((values.size() + 63) / 64), 0, KDZK_STATUS_NO_HIT};
+    for (size_t row = 0; row < values.size(); ++row) {
+        const bool wanted = (!filter || bit_at(filter, row)) && (!selection || bit_at(selection, row));
+        if (!wanted || !hits(kernel, values[row], keys))
+            continue;
+        put_bit(answer.words.data(), row, true);
+        answer.hit_count += 1;
+        answer.status = KDZK_STATUS_OK;
+    }
+    return answer;
+}
+
+}  // namespace reference
