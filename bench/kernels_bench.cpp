@@ -1,10 +1,12 @@
-// kernels_bench.cpp: rates of every kernel in the dispatch table and of the bit-vector functions, over working sets in
-// the first cache, in the second, and beyond the last. Kernels are found by walking the table, so that a new one is
-// measured the day it gets a slot.
+// kernels_bench.cpp: rates of the predicate kernels over dictionary codes, found by walking the dispatch table so that
+// a new width is measured the day it gets its slots, and of the bit-vector functions that kernels use, over working
+// sets in the first cache, in the second, and beyond the last.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <random>
 #include <string>
@@ -63,37 +65,54 @@ std::vector<uint64_t> random_bits(size_t rows, uint32_t one_in) {
     return words;
 }
 
-// Names of all benchmarks, in the order of registration.
-std::vector<std::string> names_in_order;
+// All benchmarks, in the order of registration.
+std::vector<NamedRate> rates;
 
+// What one call of a benchmark moves and tests.
+struct Work {
+    size_t bytes, rows;
+};
+
+// Measures calls of what body() gives. The machine loop is the benchmark that stands for what the machine can do; a
+// rate is told as a share of its rate.
 template <typename Body>
-void measure(const std::string &name, size_t bytes, size_t rows, Body body) {
-    names_in_order.push_back(name);
-    benchmark::RegisterBenchmark(name.c_str(), [bytes, rows, body](benchmark::State &state) {
+void measure(const std::string &name, const std::string &machine_loop, Work work, Body body) {
+    rates.push_back({name, machine_loop});
+    benchmark::RegisterBenchmark(name.c_str(), [work, body](benchmark::State &state) {
         auto call = body();
         for (auto _ : state)
             call();
-        state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
-        state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(rows));
+        state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(work.bytes));
+        state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(work.rows));
     });
 }
 
-// One kernel over the shared bytes as its payload.
+// The width behind a row of the table, or 0.
+uint32_t width_of_slot(uint32_t slot) {
+    for (const uint32_t width :
+         {1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 12u, 13u, 14u, 15u, 16u, 17u, 18u, 19u, 20u, 24u, 32u, 64u})
+        if (kdzk_slot(KDZK_CLASS_DICT, width, 0, KDZK_FORM_PLAIN) / 128 % 32 == slot / 128 % 32)
+            return width;
+    return 0;
+}
+
+// One kernel over the shared bytes as its payload. Keys are a quarter and three quarters of the largest code.
 struct Scan {
     uint32_t slot, rows;
-    bool range;
-    uint32_t selected_one_in = 0;  // 0: no selection
-    uint8_t lower = 64, upper = 191;
+    uint64_t lower, upper;
     std::vector<uint64_t> result, selection;
-    kdzk_enc_ctx enc = {};
+    kdzk_enc_ctx encoding = {};
     kdzk_vec source = {}, destination = {};
     kdzk_pred lower_key = {}, upper_key = {};
     kdzk_exec_ctx context = {};
 
-    void prepare() {
-        result.resize(size_t{rows} / 64 + 1);
+    Scan(uint32_t scanned_slot, uint32_t scanned_rows, uint32_t selected_one_in)
+        : slot(scanned_slot), rows(scanned_rows), result(size_t{scanned_rows} / 64 + 1) {
+        const uint64_t largest = ~uint64_t{0} >> (64 - width_of_slot(slot));
+        lower = largest / 4;
+        upper = largest / 4 * 3;
         source.data = const_cast<uint8_t *>(shared_bytes());
-        source.enc_ctx = &enc;
+        source.enc_ctx = &encoding;
         source.row_count = destination.row_count = rows;
         destination.res_bv = result.data();
         lower_key.data = &lower;
@@ -104,10 +123,11 @@ struct Scan {
         context.sel_bv = selection.data();
         context.selective = 1;
     }
+    Scan(const Scan &) = delete;
 
     void operator()() {
         const kdzk_kernel kernel = kdzk_dispatch_table[slot];
-        if (range)
+        if (slot % 32 >= KDZK_OP_GT_LT)
             kernel.range(&destination, &source, &lower_key, &upper_key, &context);
         else
             kernel.key(&destination, &source, &lower_key, &context);
@@ -115,43 +135,38 @@ struct Scan {
     }
 };
 
-void measure_scan(const std::string &name, uint32_t slot, uint32_t operation, uint32_t rows, size_t bytes,
-                  uint32_t selected_one_in = 0) {
-    const size_t tested = selected_one_in == 0 ? rows : rows / selected_one_in;
-    measure(name, bytes, tested, [=] {
-        const auto scan = std::make_shared<Scan>();
-        scan->slot = slot;
-        scan->rows = rows;
-        scan->range = operation >= KDZK_OP_GT_LT;
-        scan->selected_one_in = selected_one_in;
-        scan->prepare();
+// A selection of one row in so many, or none. Rows a second are rows tested.
+void measure_scan(const std::string &set, uint32_t slot, Work work, uint32_t selected_one_in = 0) {
+    const Work tested = {work.bytes, selected_one_in == 0 ? work.rows : work.rows / selected_one_in};
+    measure(std::string(kdzk_dispatch_names[slot]) + "/" + set, "read/" + set, tested, [=] {
+        const auto scan = std::make_shared<Scan>(slot, uint32_t(work.rows), selected_one_in);
         return [scan] { (*scan)(); };
     });
 }
 
+bool is_live_dict_predicate(uint32_t slot) {
+    return slot / 32 % 4 == KDZK_CLASS_DICT && slot % 32 <= KDZK_OP_GE_LE
+           && kdzk_dispatch_table[slot].invalid != kdzk_dispatch_table[KDZK_TABLE_SLOTS - 1].invalid;
+}
+
 void register_predicates(const WorkingSet &set) {
-    for (uint32_t slot = 0; slot < KDZK_TABLE_SLOTS; ++slot) {
-        const uint32_t operation = slot % 32;
-        const std::string kernel = kdzk_dispatch_names[slot];
-        if (operation > KDZK_OP_GE_LE || kernel == "kdzk_invalid_dispatch")
-            continue;
-        measure_scan(kernel + "/" + set.name, slot, operation, uint32_t(set.bytes), set.bytes);
-    }
+    for (uint32_t slot = 0; slot < KDZK_TABLE_SLOTS; ++slot)
+        if (is_live_dict_predicate(slot))
+            measure_scan(set.name, slot, {set.bytes, set.bytes * 8 / width_of_slot(slot)});
 }
 
 void register_small_calls(uint32_t slot) {
-    const std::string kernel = kdzk_dispatch_names[slot];
-    measure_scan(kernel + "/no_rows", slot, slot % 32, 0, 0);
-    measure_scan(kernel + "/127_rows", slot, slot % 32, 127, 127);
+    measure_scan("no_rows", slot, {});
+    measure_scan("127_rows", slot, {0, 127});
     for (const uint32_t one_in : {100u, 10u, 2u})
-        measure_scan(kernel + "/selected_1_in_" + std::to_string(one_in), slot, slot % 32, 1 << 16, 0, one_in);
+        measure_scan("selected_1_in_" + std::to_string(one_in), slot, {0, 1 << 16}, one_in);
 }
 
 void register_machine(const WorkingSet &set) {
     const size_t bytes = set.bytes;
-    measure(std::string("read/") + set.name, bytes, 0,
-            [=] { return [=] { benchmark::DoNotOptimize(read_all(shared_bytes(), bytes)); }; });
-    measure(std::string("scalar_eq_8bit/") + set.name, bytes, bytes, [=] {
+    const std::string read = std::string("read/") + set.name;
+    measure(read, read, {bytes, 0}, [=] { return [=] { benchmark::DoNotOptimize(read_all(shared_bytes(), bytes)); }; });
+    measure(std::string("scalar_eq_8bit/") + set.name, read, {bytes, bytes}, [=] {
         const auto result = std::make_shared<std::vector<uint64_t>>(bytes / 64);
         return [=] {
             benchmark::DoNotOptimize(compare_bytes(shared_bytes(), 7, result->data(), uint32_t(bytes)));
@@ -164,7 +179,7 @@ void register_machine(const WorkingSet &set) {
 void register_bit_vectors(const WorkingSet &set) {
     const size_t words = set.bytes / 3 / 8 / 16 * 16, bytes = 3 * words * 8;
     const auto add = [&](const std::string &name, auto function) {
-        measure(name + "/" + set.name, bytes, words * 64, [=] {
+        measure(name + "/" + set.name, std::string("and_plain/") + set.name, {bytes, words * 64}, [=] {
             const auto result = std::make_shared<std::vector<uint64_t>>(words);
             return [=] {
                 function(result->data(), shared_words.data(), shared_words.data() + words, words);
@@ -183,9 +198,10 @@ void register_bit_vectors(const WorkingSet &set) {
         benchmark::DoNotOptimize(ones);
     });
     const size_t all_words = set.bytes / 8;
-    measure(std::string("count_plain/") + set.name, set.bytes, all_words * 64,
+    const std::string read = std::string("read/") + set.name;
+    measure(std::string("count_plain/") + set.name, read, {set.bytes, all_words * 64},
             [=] { return [=] { benchmark::DoNotOptimize(count_words(shared_words.data(), all_words)); }; });
-    measure(std::string("kdzk_lbiwvpopcnt_dydi/") + set.name, set.bytes, all_words * 64, [=] {
+    measure(std::string("kdzk_lbiwvpopcnt_dydi/") + set.name, read, {set.bytes, all_words * 64}, [=] {
         return [=] {
             uint32_t ones;
             kdzk_lbiwvpopcnt_dydi(&ones, shared_words.data(), all_words * 64);
@@ -200,10 +216,10 @@ void register_iteration(uint32_t one_in) {
     const auto bits = std::make_shared<std::vector<uint64_t>>(random_bits(rows, one_in));
     const auto out = std::make_shared<std::vector<uint32_t>>(rows);
     const size_t ones = list_rows_bit_by_bit(bits->data(), rows, out->data());
-    const std::string set = "/1_in_" + std::to_string(one_in);
-    measure("list_rows_bit_by_bit" + set, 0, ones,
+    const std::string set = "/1_in_" + std::to_string(one_in), bit_by_bit = "list_rows_bit_by_bit" + set;
+    measure("list_rows_bit_by_bit" + set, bit_by_bit, {0, ones},
             [=] { return [=] { benchmark::DoNotOptimize(list_rows_bit_by_bit(bits->data(), rows, out->data())); }; });
-    measure("kdzk_lbiwvones_dydi_by_8" + set, 0, ones, [=] {
+    measure("kdzk_lbiwvones_dydi_by_8" + set, bit_by_bit, {0, ones}, [=] {
         return [=] {
             kdzk_lbiv_ictx walk;
             kdzk_lbiv_ictx_ini2_dydi(&walk, bits->data(), rows, 0, 0);
@@ -211,7 +227,7 @@ void register_iteration(uint32_t one_in) {
                 benchmark::ClobberMemory();
         };
     });
-    measure("kdzk_lbiwviter_dydi" + set, 0, ones, [=] {
+    measure("kdzk_lbiwviter_dydi" + set, bit_by_bit, {0, ones}, [=] {
         return [=] {
             kdzk_lbiv_ictx walk;
             kdzk_lbiv_ictx_ini2_dydi(&walk, bits->data(), rows, 0, 0);
@@ -227,8 +243,9 @@ int main(int argc, char **argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 2;
-    fill_shared(working_sets().back().bytes);
-    measure("dependent_adds/core", 0, 1 << 16,
+    constexpr size_t slack_bytes = 64;  // more than any kernel reads behind its payload
+    fill_shared(working_sets().back().bytes + slack_bytes);
+    measure("dependent_adds/core", "", {0, 1 << 16},
             [] { return [] { benchmark::DoNotOptimize(dependent_adds(1 << 16)); }; });
     for (const WorkingSet &set : working_sets()) {
         register_machine(set);
@@ -238,6 +255,6 @@ int main(int argc, char **argv) {
     register_small_calls(kdzk_slot(KDZK_CLASS_DICT, 8, KDZK_OP_EQ, KDZK_FORM_PLAIN));
     for (const uint32_t one_in : {100u, 10u, 2u})
         register_iteration(one_in);
-    RateTable table(names_in_order);
+    RateTable table(rates);
     benchmark::RunSpecifiedBenchmarks(&table);
 }

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
-#include <string>
 
 bool RateTable::ReportContext(const Context &context) {
     PrintBasicContext(&GetErrorStream(), context);
@@ -32,19 +30,32 @@ RateTable::Rate RateTable::best_of(const std::string &name) const {
     return found == best_.end() ? Rate{} : found->second;
 }
 
+namespace {
+
+// A ratio, or a dash where there is nothing to compare with.
+void print_ratio(double value, double of) {
+    if (value > 0 && of > 0)
+        std::printf(" %12.2f", value / of);
+    else
+        std::printf(" %12s", "-");
+}
+
+}  // namespace
+
 void RateTable::Finalize() {
     const double cycles_per_second = best_of("dependent_adds/core").rows_per_second;
     std::printf("\n%.2f GHz by a chain of dependent additions\n", cycles_per_second / 1e9);
-    std::printf("%-48s %10s %10s %12s %12s %10s\n", "", "GB/s", "Grows/s", "rows/cycle", "of machine", "ns a call");
-    for (const std::string &name : names_) {
-        if (!best_.contains(name))
+    std::printf("%-48s %10s %10s %12s %12s %12s\n", "", "GB/s", "Grows/s", "rows/cycle", "of machine", "ns a call");
+    for (const auto &[name, machine_loop] : rates_) {
+        const Rate rate = best_of(name), machine = best_of(machine_loop);
+        if (rate.nanoseconds == 0)
             continue;
-        const Rate rate = best_of(name);
-        const std::string set = name.substr(name.rfind('/') + 1);
-        const bool stores = name.find("and") != std::string::npos && name.find("dict") == std::string::npos;
-        const double machine = best_of((stores ? "and_plain/" : "read/") + set).bytes_per_second;
         std::printf("%-48s %10.2f %10.3f", name.c_str(), rate.bytes_per_second / 1e9, rate.rows_per_second / 1e9);
-        std::printf(" %12.2f %12.2f %10.1f\n", cycles_per_second > 0 ? rate.rows_per_second / cycles_per_second : 0,
-                    machine > 0 ? rate.bytes_per_second / machine : 0, rate.nanoseconds);
+        print_ratio(rate.rows_per_second, cycles_per_second);
+        if (rate.bytes_per_second > 0)
+            print_ratio(rate.bytes_per_second, machine.bytes_per_second);
+        else
+            print_ratio(rate.rows_per_second, machine.rows_per_second);
+        std::printf(" %12.1f\n", rate.nanoseconds);
     }
 }

@@ -6,15 +6,19 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
-// A benchmark is named <what>/<working set>, and counts bytes and, where it tests rows, rows. This reporter keeps the
-// best of the repetitions and prints a table at the end: rates, rows a cycle, and the share of the loop that stands for
-// the machine: `read` of the same working set, or `and_plain` for the bit-vector functions that store.
+// A benchmark and the one that stands for what the machine can do, whose rate in the same run it is compared with.
+struct NamedRate {
+    std::string name, machine_loop;
+};
+
+// Keeps the best of the repetitions and prints a table at the end: rates, rows a cycle, share of the machine loop.
 class RateTable : public benchmark::ConsoleReporter {
   public:
-    // The names in the order of the table.
-    explicit RateTable(std::vector<std::string> names) : names_(std::move(names)) {}
+    // In the order of the table.
+    explicit RateTable(std::vector<NamedRate> rates) : rates_(std::move(rates)) {}
     bool ReportContext(const Context &context) override;
     void ReportRuns(const std::vector<Run> &runs) override;
     void Finalize() override;
@@ -23,7 +27,7 @@ class RateTable : public benchmark::ConsoleReporter {
     struct Rate {
         double bytes_per_second = 0, rows_per_second = 0, nanoseconds = 0;
     };
-    std::vector<std::string> names_;
+    std::vector<NamedRate> rates_;
     std::map<std::string, Rate> best_;
     Rate best_of(const std::string &name) const;
 };

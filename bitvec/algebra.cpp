@@ -64,8 +64,8 @@ uint32_t walk(Target *target, uint64_t nbits, Combine combine, const Source *...
         const uint64_t blocks_end = at + (nbits - at * 8) / kBlockBits * kVectorBytes;
         for (; blocks_end - at >= kTurnBytes; at += kTurnBytes) {
             // A count keeps the processor from running as far ahead by itself: with the prefetch it costs a twentieth
-            // out of memory instead of an eighth. Without a count it gains nothing there and loses a fifth in the first
-            // cache.
+            // beyond the last cache instead of an eighth. Without a count it gains nothing there and loses a fifth in
+            // the first cache.
             if constexpr (counting)
                 (prefetch(sources + at + kPrefetchBytes), ...);
 #pragma GCC unroll 4

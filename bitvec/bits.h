@@ -17,6 +17,13 @@ T load(const void *at) {
     return value;
 }
 
+// The low bytes of a word, up to eight; the others are zero.
+inline uint64_t load_first_bytes(const void *at, size_t bytes) {
+    uint64_t word = 0;
+    memcpy(&word, at, bytes);
+    return word;
+}
+
 template <typename T>
 void store(void *at, T value) {
     memcpy(at, &value, sizeof value);

@@ -14,18 +14,17 @@ enum class Target : bool { ones, zeros };
 
 constexpr uint64_t end_marker(Family family) { return family == Family::bytes ? KDZK_LBIV_END : KDZK_LBIWV_END; }
 
-// Rows are compared as signed numbers: a walk that has ended counts its word_base on without wrapping into range.
+// Rows are compared as signed numbers, as hosts know them. So a walk that has ended ends again only as long as
+// word_base, which every further call moves on by a word, stays below 2^31.
 bool lies_below(uint32_t row, uint32_t nbits) { return int32_t(row) < int32_t(nbits); }
 
 // The bits of the word at next that can be of interest. The byte-granular form reads no further than the vector's last
 // byte; its missing bytes are zero, or ones when zeros are walked, and lie above nbits.
 template <Family family, Target target>
 uint64_t word_at_next(const kdzk_lbiv_ictx &walk) {
-    uint64_t word = 0;
-    if (family == Family::bytes && lies_below(walk.nbits, walk.word_base + kWordBits))
-        memcpy(&word, walk.next, (walk.nbits - walk.word_base + 7) / 8);
-    else
-        word = load<uint64_t>(walk.next);
+    const uint32_t rows_left = walk.nbits - walk.word_base;
+    const bool is_cut = family == Family::bytes && rows_left < kWordBits;
+    const uint64_t word = is_cut ? load_first_bytes(walk.next, (rows_left + 7) / 8) : load<uint64_t>(walk.next);
     return target == Target::zeros ? ~word : word;
 }
 

@@ -4,21 +4,24 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 99)
 
-option(QVK_SANITIZE "Check addresses and undefined behaviour at run time" OFF)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
 if(QVK_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
 add_library(qvk_warnings INTERFACE)
-target_compile_options(qvk_warnings INTERFACE -Wall -Wextra -Wconversion -Werror)
+target_compile_options(qvk_warnings INTERFACE -Wall -Wextra -Wconversion $<$<BOOL:${QVK_WERROR}>:-Werror>)
 
 # The processor level: the library holds no instruction above it.
 set(QVK_LEVEL_FLAGS -mssse3 -msse4.1 -msse4.2 -mpopcnt)
 
 # No exceptions, no run-time type information, no guarded statics: nothing that would need the C++ run-time library.
-set(QVK_FREESTANDING_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+set(QVK_NO_RUNTIME_FLAGS -fno-exceptions -fno-rtti -fno-threadsafe-statics)
 
 # Vectors are written out where they pay. Joining neighbouring scalars into vectors on top of that costs more than it
 # gains: a load wider than the stores it meets waits until they have left the store buffer.
-list(APPEND QVK_FREESTANDING_FLAGS -fno-tree-slp-vectorize)
+set(QVK_SPEED_FLAGS -fno-tree-slp-vectorize)

@@ -10,27 +10,32 @@
 
 namespace kdzk {
 
-enum class KernelClass : uint8_t { fixed, dict, dynp, rle };
+enum class KernelClass : uint8_t {
+    fixed = KDZK_CLASS_FIXED,
+    dict = KDZK_CLASS_DICT,
+    dynp = KDZK_CLASS_DYNP,
+    rle = KDZK_CLASS_RLE,
+};
 inline constexpr std::string_view kClassNames[] = {"fixed", "dict", "dynp", "rle"};
 
 enum class Operation : uint8_t {
-    eq,
-    lt,
-    gt,
-    le,
-    ge,
-    ne,
-    gt_lt,
-    gt_le,
-    ge_lt,
-    ge_le,
-    decode,
-    decode_unpack,
-    decode_symbol,
-    set,
-    burst,
-    sum,
-    distinct,
+    eq = KDZK_OP_EQ,
+    lt = KDZK_OP_LT,
+    gt = KDZK_OP_GT,
+    le = KDZK_OP_LE,
+    ge = KDZK_OP_GE,
+    ne = KDZK_OP_NE,
+    gt_lt = KDZK_OP_GT_LT,
+    gt_le = KDZK_OP_GT_LE,
+    ge_lt = KDZK_OP_GE_LT,
+    ge_le = KDZK_OP_GE_LE,
+    decode = KDZK_OP_DECODE,
+    decode_unpack = KDZK_OP_DECODE_UNPACK,
+    decode_symbol = KDZK_OP_DECODE_SYMBOL,
+    set = KDZK_OP_SET,
+    burst = KDZK_OP_BURST,
+    sum = KDZK_OP_SUM,
+    distinct = KDZK_OP_DISTINCT,
 };
 inline constexpr std::string_view kOperationNames[] = {
     "eq",
@@ -51,9 +56,14 @@ inline constexpr std::string_view kOperationNames[] = {
     "sum",
     "distinct",
 };
-static_assert(size_t(Operation::distinct) == KDZK_OP_DISTINCT && std::size(kOperationNames) == KDZK_OP_DISTINCT + 1);
+static_assert(std::size(kOperationNames) == size_t(Operation::distinct) + 1);
 
-enum class Form : uint8_t { plain, null, tz, cla };
+enum class Form : uint8_t {
+    plain = KDZK_FORM_PLAIN,
+    null = KDZK_FORM_NULL,
+    tz = KDZK_FORM_TZ,
+    cla = KDZK_FORM_CLA,
+};
 inline constexpr std::string_view kFormSuffixes[] = {"", "_null", "_tz", "_cla"};
 
 // One kernel: a template argument where code is instantiated for it, a key where tables are built.
@@ -82,6 +92,7 @@ struct ShortText {
     constexpr operator std::string_view() const { return {chars, length}; }
 };
 
+// Of a number below 100, as widths are.
 constexpr ShortText decimal(uint32_t number) {
     ShortText text;
     for (uint32_t unit = number < 10 ? 1 : 10; unit > 0; unit /= 10)

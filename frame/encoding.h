@@ -29,10 +29,14 @@ constexpr KernelId kernel_id(Operator op) {
     return {Encoding::kClass, Encoding::kWidthBits, operation_of(op), Encoding::kForm};
 }
 
-// Reads exactly the encoding's key width behind each operand.
-template <typename Encoding>
+// Reads exactly the encoding's key width behind each operand, and each operand once.
+template <typename Encoding, Operator op>
 Keys<typename Encoding::Key> read_keys(const kdzk_pred *lower, const kdzk_pred *upper) {
-    return {Encoding::read_key(lower), Encoding::read_key(upper)};
+    const auto key = Encoding::read_key(lower);
+    if constexpr (is_range(op))
+        return {key, Encoding::read_key(upper)};
+    else
+        return {key, key};
 }
 
 }  // namespace kdzk

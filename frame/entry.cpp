@@ -13,5 +13,5 @@ uint64_t kdzk_stub(kdzk_vec *, const kdzk_vec *, kdzk_exec_ctx *) { return KDZK_
 
 void kdzk_invalid_dispatch(void) {
     puts("Dispatched to unimplemented function!");
-    kdzk::assertion_failed("0", kdzk::kAssertionFile, __LINE__, "kdzk_invalid_dispatch");
+    KDZK_FAIL_ASSERTION("0");
 }

@@ -8,8 +8,9 @@
  * Memory    The host owns every record and buffer. The library allocates through the host's entries only, keeps no
  *           pointer after a call, and has no state. The one thing that outlives a call is the decompressed payload
  *           behind kdzk_vec.decomp_slot, which belongs to the host.
- * Threads   Any function may run on any number of threads on separate data. The filling of a decomp_slot holder isn't
- *           guarded: two threads may share a source only once its holder is filled, or with a holder each.
+ * Threads   Any function may run on any number of threads on separate data; a destination and a kdzk_exec_ctx belong to
+ *           one call at a time. The filling of a decomp_slot holder isn't guarded: two threads may share a source only
+ *           once its holder is filled, or with a holder each.
  * Trust     Nothing is validated. Records, keys, dictionaries and streams are the host's responsibility.
  * Order     Integers are little-endian, as the machine's own, unless a name ends in _be (big-endian behind a pointer).
  *           Codes and values in a payload are big-endian bit strings.
@@ -27,11 +28,14 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && __cplusplus >= 201402L
 #define KDZK_CONSTEXPR constexpr
-extern "C" {
 #else
 #define KDZK_CONSTEXPR
+#endif
+
+#ifdef __cplusplus
+extern "C" {
 #endif
 
 /* ---------------------------------------------------------------------------------------------------------------------
@@ -54,7 +58,8 @@ enum {
     KDZK_ENC_YPAK = 0x1000  /* data is a YPAK stream, decompressed on demand into decomp_slot */
 };
 
-/* Bits that selective bodies OR into kdzk_exec_ctx.flags. The library never clears or reads them. */
+/* Bits that selective bodies OR into kdzk_exec_ctx.flags, as one byte: the word's first or second. The library never
+ * clears or reads them. */
 enum {
     KDZK_RAN_SELECTIVE = 0x80,     /* a predicate kernel took its selective body */
     KDZK_RAN_SELECTIVE_SET = 0x400 /* a set kernel took its selective body */
@@ -107,17 +112,22 @@ typedef struct kdzk_env {
 /* Block of four words that a kernel builds for one decoder call. */
 typedef struct kdzk_ypak_ctx kdzk_ypak_ctx;
 
-/* Allocates the decompressed buffer of a vector: size is decomp_len in bytes, label is static text such as
- * "kdzk_eq_dict_8bit: vec1_decomp", then the constants 8 and 16, then the vector's alloc_arg. It must return a buffer
- * that stays valid as long as the holder points at it; the result isn't tested, so an alloc that can't serve must not
- * return (a non-local jump is safe). */
+/* Allocates the decompressed buffer of a vector: size is decomp_len in bytes, label is static text that names the
+ * kernel, such as "kdzk_eq_dict_8bit: vec1_decomp", then the constants 8 and 16, then the vector's alloc_arg. Range
+ * operators over a selection carry the name of their lower bound's operator alone, here and in messages: gt_lt and
+ * gt_le say "kdzk_gt_...", ge_lt and ge_le say "kdzk_ge_...". The buffer must stay valid as long as the holder points
+ * at it. The result isn't tested, so an alloc that can't serve must not return (a non-local jump is safe). */
 typedef void *(*kdzk_alloc_fn)(void *env, void *heap, uint32_t size, const char *label, uint64_t constant_8,
                                uint64_t constant_16, uint64_t alloc_arg);
 
-/* Allocates a scratch array of the stream decoder: size in bytes, a label, the constants 8 and 0. cookie points at a
- * word that the allocator may fill; stream_free gets its value. The result isn't tested. */
+/* Allocates a scratch array of the stream decoder: size in bytes, label, the constants 8 and 0. For N symbols these are
+ * "ypak_decode_x86 length_array" of N + 1 bytes, then "ypak_decode_x86: symbol_array" of 8 N. cookie points at a word,
+ * zero, that the allocator may fill. The result isn't tested; if the second call leaves by a jump, the first array is
+ * the host's to free. */
 typedef void *(*kdzk_stream_alloc_fn)(void *env, uint64_t size, const char *label, uint64_t constant_8,
                                       uint64_t constant_0, uint64_t *cookie);
+/* Frees what kdzk_stream_alloc_fn gave, with what it left in its cookie: the symbols, then the lengths. block isn't
+ * null. */
 typedef void (*kdzk_stream_free_fn)(void *env, void *block, uint64_t cookie);
 
 /* Decodes the stream at src into buffer, which has room for limit bytes, and stores the number of bytes written in
@@ -171,8 +181,8 @@ typedef struct kdzk_vec {
     const uint64_t *filter_bv;   /* source, may be null: ANDed into the result after a predicate scan */
     uint64_t *res_bv;            /* destination: the result, room for row_count bits, any alignment.
                                     operand: the set, or the Bloom filter */
-    uint32_t hit_count;          /* destination: bits set in res_bv, or rows produced; not written by the stubs and by
-                                    the statuses 2 and 5 */
+    uint32_t hit_count;          /* destination: rows that hit, or rows produced; not written by the stubs and by the
+                                    statuses 2 and 5 */
     uint32_t row_count;          /* rows of the vector; below 2^31. decode_unpack destination: capacity in elements */
     uint32_t decomp_len;         /* source: bytes of the payload after decompression */
     void **decomp_slot;          /* source: holder of the decompressed buffer, valid whenever KDZK_ENC_YPAK is set. Null
@@ -241,12 +251,14 @@ typedef union kdzk_kernel {
 
 /* What a predicate kernel does, as all of one shape:
  *
- * Reads      the payload of src (data, or the buffer behind decomp_slot), the key or keys once, filter_bv, sel_bv.
+ * Reads      the payload of src (data, or the buffer behind decomp_slot), the key or keys once, and of filter_bv and
+ *            sel_bv (rows + 63) div 64 whole words; a selective call one word of sel_bv even for no rows.
  * Rows       row_count of dst in a full scan, of src in a selective call; hosts keep them equal.
  * Writes     (rows + 63) div 64 words of res_bv, of any alignment, nothing beyond; hit_count; the holder and its buffer
  *            when the source is decompressed; KDZK_RAN_SELECTIVE in a selective call.
  * Result     row r's bit is set if its value passes the operator, its bit in filter_bv is set (where there is one) and
  *            its bit in sel_bv is set (where there is one). Bits at and above rows are zero.
+ * Overlap    res_bv must not overlap the payload, filter_bv or sel_bv.
  * Slack      8-bit dict: none, the payload isn't read past its last row.
  * Returns    KDZK_STATUS_OK if hit_count isn't 0, else KDZK_STATUS_NO_HIT.
  * Fails      only when the source's stream can't be decoded: see host_raise_internal_error. */
@@ -265,17 +277,18 @@ extern const kdzk_kernel_table kdzk_dispatch_table;
 extern const kdzk_constant_words kdzk_constants;
 
 /* A host's direct reference to either would make the linker copy it into the executable and freeze its size and
- * contents there. So the names stand for a reference through the global offset table, whatever flags the host is
- * compiled with. */
+ * contents there. So the names stand for a reference through the global offset table, whatever the host is compiled
+ * for: no flag is needed. They are expressions then, not objects: fit for everything but the initialiser of a static
+ * object in C. */
 #if defined(__x86_64__) && defined(__ELF__) && !defined(KDZK_BUILD)
 static inline const kdzk_kernel_table *kdzk_dispatch_table_indirect(void) {
     const kdzk_kernel_table *table;
-    __asm__("movq kdzk_dispatch_table@GOTPCREL(%%rip), %0" : "=r"(table));
+    __asm__("{movq kdzk_dispatch_table@GOTPCREL(%%rip), %0|mov %0, kdzk_dispatch_table@GOTPCREL[rip]}" : "=r"(table));
     return table;
 }
 static inline const kdzk_constant_words *kdzk_constants_indirect(void) {
     const kdzk_constant_words *words;
-    __asm__("movq kdzk_constants@GOTPCREL(%%rip), %0" : "=r"(words));
+    __asm__("{movq kdzk_constants@GOTPCREL(%%rip), %0|mov %0, kdzk_constants@GOTPCREL[rip]}" : "=r"(words));
     return words;
 }
 #define kdzk_dispatch_table (*kdzk_dispatch_table_indirect())
@@ -305,7 +318,8 @@ KDZK_CONSTEXPR static inline uint32_t kdzk_slot(uint32_t kernel_class, uint32_t 
  * What the library imports
  * ------------------------------------------------------------------------------------------------------------------ */
 
-/* Provided by the host under this name. Called when ypak_decode fails inside a kernel, with message
+/* Provided by the host under this name; a host that loads the library at run time must have it among its own dynamic
+ * symbols. Called when ypak_decode fails inside a kernel, with message
  * "<kernel>: kdzk_ypak_decode failed" (static text) and argument_count 0. It may leave by a non-local jump: the kernel
  * owns nothing at that moment. If it returns, the kernel carries on over whatever the buffer holds. The holder stays
  * filled either way, so a later call treats the buffer as ready. */
@@ -323,12 +337,12 @@ void kdzk_set_trace_level_dydi(void *ignored);
  * Bit-vector algebra
  *
  * Shapes     lbiwv: (nbits + 63) div 64 whole words. lbiv: (nbits + 7) div 8 bytes; nothing beyond is touched.
- * Aligned    nothing has to be; lbiwv is slow when dst is off an 8-byte boundary.
+ * Aligned    nothing has to be; lbiwv is slow when dst, or popcnt's bv, is off an 8-byte boundary.
  * Overlap    dst may be any source exactly; any other overlap is a fault of the caller.
  * Reads      whole units (words, bytes) of the sources and nothing beyond.
  * Writes     whole units of dst; bits at and above nbits in the last keep what the operation gave: after `not`, ones.
- * Count      if not null, overwritten with the number of ones among the first nbits bits of the result. popcnt's count
- *            must not be null.
+ * Count      if not null, overwritten with the number of ones, modulo 2^32, among the first nbits bits of the result.
+ *            popcnt's count must not be null.
  * Checks     nothing. Threads: any, on separate dst. Owns nothing, never fails.
  * ------------------------------------------------------------------------------------------------------------------ */
 
@@ -367,14 +381,14 @@ void kdzk_lbiwvpopcnt_dydi(uint32_t *count, const uint64_t *bv, uint64_t nbits);
  * Bit-vector iteration
  *
  * An iterator belongs to its caller, and the vector must not change under it: cur holds a copy of the current word.
- * lbiwv reads whole words. lbiv never reads past the vector's last byte, but for the word at start, which
- * initialisation loads whole. The families end on different markers.
+ * Vectors may lie at any address. lbiwv reads whole words. lbiv never reads past the vector's last byte, but for the
+ * word at start, which initialisation loads whole. The families end on different markers. A walk that has ended ends
+ * again at each further call, 2^25 times at least.
  * ------------------------------------------------------------------------------------------------------------------ */
 
-#define KDZK_LBIV_END UINT64_C(0xFFFFFFFF) /* end marker of kdzk_lbiviter_dydi and kdzk_lbiviter_clr_dydi */
-#define KDZK_LBIWV_END                                                                                                 \
-    UINT64_C(0xFFFFFFFFFFFFFFFF) /* end marker of kdzk_lbiwviter_dydi and kdzk_lbiwviter_clr_dydi                      \
-                                  */
+/* End markers of kdzk_lbiviter_dydi and kdzk_lbiviter_clr_dydi, and of their lbiwv forms. */
+#define KDZK_LBIV_END UINT64_C(0xFFFFFFFF)
+#define KDZK_LBIWV_END UINT64_C(0xFFFFFFFFFFFFFFFF)
 
 /* Starts a walk over the first nbits rows of bv (the low 32 bits of nbits count) at row start. The whole word that
  * holds start is read, even when there is nothing to walk. invert complements that first word if its low byte is
@@ -384,7 +398,7 @@ void kdzk_lbiv_ictx_ini2_dydi(kdzk_lbiv_ictx *ictx, const uint64_t *bv, uint64_t
 void kdzk_lbiwv_ictx_ini2_dydi(kdzk_lbiv_ictx *ictx, const uint64_t *bv, uint64_t nbits, uint32_t invert,
                                uint64_t start);
 
-/* The next row with a one bit, ascending, or the family's end marker; after it, the marker again. */
+/* The next row with a one bit, ascending, or the family's end marker. */
 uint64_t kdzk_lbiviter_dydi(kdzk_lbiv_ictx *ictx);
 uint64_t kdzk_lbiwviter_dydi(kdzk_lbiv_ictx *ictx);
 /* The next row with a zero bit, ascending, or the family's end marker. */
@@ -416,10 +430,10 @@ void kdzk_lbiwvclr_range_dydi(void *bv, uint64_t first, uint64_t last);
 
 /* kdzk_ypak_decode_dydi: decodes a YPAK stream. Hosts put it into kdzk_host_env.ypak_decode.
  *
- * Stream     big-endian, unaligned: "YPAK", version 0, flags, 4 bytes unread, aux_count (s16; above 0: extended form),
- *            uncompressed_length (u32), symbol_count (u16, 1 to 1024), 4-bit symbol lengths (1 to 8), extended form: 2
- *            bytes a symbol unread, symbol bytes, code_count (u32), extended form: aux_span (u32, its value div 128 is
- *            the distance in bytes from itself to the codes), codes of W bits, W being the bits of symbol_count - 1.
+ * Stream     big-endian, unaligned: "YPAK", version 0, flags (0x02 set, 0x01 and 0x08 clear), 4 bytes unread, aux_count
+ * (s16; above 0: extended form), uncompressed_length (u32), symbol_count (u16, 1 to 1024), 4-bit symbol lengths (1 to
+ * 8), extended form: 2 bytes a symbol unread, symbol bytes, code_count (u32), extended form: aux_span (u32, its value
+ * div 128 is the distance in bytes from itself to the codes), codes of W bits, W being the bits of symbol_count - 1.
  * Shapes     buffer: uncompressed_length bytes, no slack needed. limit: the most that uncompressed_length may be.
  * Reads      up to 16 bytes behind the stream; with 4 bytes of codes or more and W of 3 or more, 1 byte, at W = 8 none.
  * Writes     buffer; *produced, the number of bytes written.
@@ -441,7 +455,8 @@ uint32_t kdzk_ypak_decode_dydi(kdzk_ypak_ctx *ctx, const void *src, void *buffer
  * Filter     filter->res_bv. Flat: bytes; bit b = h & bloom_mask, counted from the least significant of byte b div 8.
  *            Partitioned: pointers to such byte arrays; m = h & bloom_mask, partition m >> bloom_shift, bit
  *            m & bloom_part_mask. Only read: any number of threads may probe one filter.
- * Rows       from ctx->start_row to src->row_count - 1; with ctx->sel_bv only its set bits (selective isn't looked at).
+ * Rows       from ctx->start_row, at most src->row_count, to src->row_count - 1; with ctx->sel_bv only its set bits
+ *            (selective isn't looked at), of which the word at start_row is read even when no row is left.
  * Writes     dst->res_bv is only added to, never cleared: rows before the first multiple of 8, the last rows after
  *            blocks of 16, and selected rows are ORed in; a block of 16 rows with a hit replaces its 16 bits, one
  *            without leaves them. dst->hit_count: the hits. The kdzk_bloom_span behind dst->data.
@@ -452,7 +467,7 @@ uint64_t kdzk_bloom_dydi(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *fi
  * The layout is fixed: hosts and libraries of different builds meet in one process.
  * ------------------------------------------------------------------------------------------------------------------ */
 
-#if defined(__cplusplus)
+#if defined(__cplusplus) && __cplusplus >= 201103L
 #define KDZK_STATIC_ASSERT(condition, name) static_assert(condition, #name)
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
 #define KDZK_STATIC_ASSERT(condition, name) _Static_assert(condition, #name)
@@ -529,6 +544,11 @@ KDZK_OFFSET(kdzk_bloom_span, last_row, 4);
 KDZK_SIZE(kdzk_bloom_span, 8);
 
 KDZK_SIZE(kdzk_kernel, 8);
+
+#undef KDZK_SIZE
+#undef KDZK_OFFSET
+#undef KDZK_STATIC_ASSERT
+#undef KDZK_CONSTEXPR
 
 #ifdef __cplusplus
 }

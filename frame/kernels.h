@@ -23,32 +23,44 @@
     RANGE(ge_le, __VA_ARGS__)
 
 // A kernel's symbol, by the same rule as its name.
-#define KDZK_SYMBOL_plain(op, cls, width) kdzk_##op##_##cls##_##width##bit
-#define KDZK_SYMBOL_null(op, cls, width) kdzk_##op##_##cls##_##width##bit_null
-#define KDZK_SYMBOL_tz(op, cls, width) kdzk_##op##_##cls##_##width##bit_tz
-#define KDZK_SYMBOL_OF(op, cls, width, form) KDZK_SYMBOL_##form(op, cls, width)
+#define KDZK_KERNEL_plain(op, cls, width) kdzk_##op##_##cls##_##width##bit
+#define KDZK_KERNEL_null(op, cls, width) kdzk_##op##_##cls##_##width##bit_null
+#define KDZK_KERNEL_tz(op, cls, width) kdzk_##op##_##cls##_##width##bit_tz
+#define KDZK_KERNEL(op, cls, width, form) KDZK_KERNEL_##form(op, cls, width)
 
-#define KDZK_ONE_KEY_HEAD(op, cls, width, form)                                                                        \
-    uint64_t KDZK_SYMBOL_OF(op, cls, width, form)(kdzk_vec * dst, const kdzk_vec *src, const kdzk_pred *key,           \
-                                                  kdzk_exec_ctx *ctx)
-#define KDZK_RANGE_HEAD(op, cls, width, form)                                                                          \
-    uint64_t KDZK_SYMBOL_OF(op, cls, width, form)(kdzk_vec * dst, const kdzk_vec *src, const kdzk_pred *lower,         \
-                                                  const kdzk_pred *upper, kdzk_exec_ctx *ctx)
+// The symbol of its selective body, which no table holds: the kernel's with "_selective" behind it. It takes both keys
+// whatever the operator.
+#define KDZK_JOIN(a, b) a##b
+#define KDZK_SELECTIVE_OF(kernel) KDZK_JOIN(kernel, _selective)
+#define KDZK_SELECTIVE(op, cls, width, form) KDZK_SELECTIVE_OF(KDZK_KERNEL(op, cls, width, form))
 
-// Declarations.
-#define KDZK_DECLARE_ONE_KEY(...) KDZK_ONE_KEY_HEAD(__VA_ARGS__);
-#define KDZK_DECLARE_RANGE(...) KDZK_RANGE_HEAD(__VA_ARGS__);
+#define KDZK_ONE_KEY_PARAMETERS (kdzk_vec * dst, const kdzk_vec *src, const kdzk_pred *key, kdzk_exec_ctx *ctx)
+#define KDZK_RANGE_PARAMETERS                                                                                          \
+    (kdzk_vec * dst, const kdzk_vec *src, const kdzk_pred *lower, const kdzk_pred *upper, kdzk_exec_ctx *ctx)
+
+// Declarations of both bodies.
+#define KDZK_DECLARE_ONE_KEY(...)                                                                                      \
+    uint64_t KDZK_KERNEL(__VA_ARGS__) KDZK_ONE_KEY_PARAMETERS;                                                         \
+    uint64_t KDZK_SELECTIVE(__VA_ARGS__) KDZK_RANGE_PARAMETERS;
+#define KDZK_DECLARE_RANGE(...)                                                                                        \
+    uint64_t KDZK_KERNEL(__VA_ARGS__) KDZK_RANGE_PARAMETERS;                                                           \
+    uint64_t KDZK_SELECTIVE(__VA_ARGS__) KDZK_RANGE_PARAMETERS;
 #define KDZK_DECLARE_PREDICATES(cls, width, form)                                                                      \
     KDZK_OPERATORS(KDZK_DECLARE_ONE_KEY, KDZK_DECLARE_RANGE, cls, width, form)
 
-// Definitions, for a file in which main_body and the Encoding template of the class are known.
+// Definitions, for a file in which the bodies and the Encoding template of the class are known.
 #define KDZK_DEFINE_ONE_KEY(op, cls, width, form, Encoding)                                                            \
-    KDZK_ONE_KEY_HEAD(op, cls, width, form) {                                                                          \
-        return kdzk::main_body<Encoding<width, kdzk::Form::form>, kdzk::Operator::op>(dst, src, key, key, ctx);        \
-    }
+    KDZK_DEFINE_BODIES(op, cls, width, form, Encoding, KDZK_ONE_KEY_PARAMETERS, key, key)
 #define KDZK_DEFINE_RANGE(op, cls, width, form, Encoding)                                                              \
-    KDZK_RANGE_HEAD(op, cls, width, form) {                                                                            \
-        return kdzk::main_body<Encoding<width, kdzk::Form::form>, kdzk::Operator::op>(dst, src, lower, upper, ctx);    \
+    KDZK_DEFINE_BODIES(op, cls, width, form, Encoding, KDZK_RANGE_PARAMETERS, lower, upper)
+#define KDZK_DEFINE_BODIES(op, cls, width, form, Encoding, parameters, low, high)                                      \
+    [[gnu::noinline]] uint64_t KDZK_SELECTIVE(op, cls, width, form) KDZK_RANGE_PARAMETERS {                            \
+        return kdzk::selective_body<Encoding<width, kdzk::Form::form>, kdzk::Operator::op>(dst, src, lower, upper,     \
+                                                                                           ctx);                       \
+    }                                                                                                                  \
+    uint64_t KDZK_KERNEL(op, cls, width, form) parameters {                                                            \
+        return kdzk::main_body<Encoding<width, kdzk::Form::form>, kdzk::Operator::op,                                  \
+                               KDZK_SELECTIVE(op, cls, width, form)>(dst, src, low, high, ctx);                        \
     }
 #define KDZK_DEFINE_PREDICATES(cls, width, form, Encoding)                                                             \
     KDZK_OPERATORS(KDZK_DEFINE_ONE_KEY, KDZK_DEFINE_RANGE, cls, width, form, Encoding)

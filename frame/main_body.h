@@ -2,10 +2,9 @@
 // the masks. It knows an encoding by the concept alone.
 #pragma once
 
-#include "frame/operators.h"
+#include "frame/encoding.h"
 #include "frame/payload.h"
 #include "frame/result.h"
-#include "frame/selective_body.h"
 #include "lanes.h"
 
 namespace kdzk {
@@ -13,14 +12,15 @@ namespace kdzk {
 inline bool asks_for_selected_rows(const kdzk_exec_ctx *ctx) { return ctx && ctx->sel_bv && ctx->selective; }
 
 // Scans whole blocks from the start of payload and result; returns the hits. The loop has no branch but its own. Its
-// prefetches run past the payload's end, which does no harm; out of memory they are worth a tenth to a fifth.
+// prefetches run past the payload's end, which does no harm; beyond the last cache they are worth a tenth to a fifth.
 template <typename Encoding, typename Test>
-uint32_t scan_blocks(const uint8_t *payload, uint64_t *res_bv, uint32_t blocks, const Test &test) {
+[[gnu::always_inline]] inline uint32_t scan_blocks(const uint8_t *payload, uint64_t *res_bv, uint32_t blocks,
+                                                   const Test &test) {
     uint8_t *result = reinterpret_cast<uint8_t *>(res_bv);
     uint32_t count = 0;
     for (; blocks > 0; --blocks) {
-        prefetch(payload + kPrefetchBytes);
-        prefetch(payload + kPrefetchBytes + kCacheLineBytes);
+        for (uint32_t line = 0; line < Encoding::kBlockBytes; line += kCacheLineBytes)
+            prefetch(payload + kPrefetchBytes + line);
         const auto block = Encoding::scan_block(payload, test);
         for (const auto word : block.words)
             count += ones_in(word);
@@ -34,8 +34,8 @@ uint32_t scan_blocks(const uint8_t *payload, uint64_t *res_bv, uint32_t blocks, 
 // Tests the rows from done on and adds their bits to words that were cleared; returns the hits. Bits gather in a
 // register, so that neighbouring rows don't wait for each other's stores.
 template <typename Encoding, Operator op>
-uint32_t scan_tail(const uint8_t *payload, uint64_t *res_bv, uint32_t done, uint32_t rows,
-                   Keys<typename Encoding::Key> keys) {
+[[gnu::always_inline]] inline uint32_t scan_tail(const uint8_t *payload, uint64_t *res_bv, uint32_t done, uint32_t rows,
+                                                 Keys<typename Encoding::Key> keys) {
     uint32_t count = 0;
     for (uint32_t row = done; row < rows;) {
         const uint32_t word_index = row / kWordBits;
@@ -49,16 +49,17 @@ uint32_t scan_tail(const uint8_t *payload, uint64_t *res_bv, uint32_t done, uint
     return count;
 }
 
-// Inlined into the function that carries the kernel's name, so that its loop shows under that name.
-template <typename Encoding, Operator op>
+// The whole of a kernel but for its name: `selective` is its named selective body. Inlined into the function that
+// carries the name, so that the loops show under it in a profile.
+template <typename Encoding, Operator op, auto selective>
 requires PredicateEncoding<Encoding>
 [[gnu::always_inline]] inline uint64_t main_body(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *lower,
                                                  const kdzk_pred *upper, kdzk_exec_ctx *ctx) {
     if (asks_for_selected_rows(ctx))
-        return selective_body<Encoding, op>(dst, src, lower, upper, ctx);
+        return selective(dst, src, lower, upper, ctx);
 
     const uint8_t *payload = payload_of<kernel_id<Encoding>(op)>(src, ctx);
-    const auto keys = read_keys<Encoding>(lower, upper);
+    const auto keys = read_keys<Encoding, op>(lower, upper);
     const uint32_t rows = dst->row_count;
     uint64_t *res_bv = dst->res_bv;
 

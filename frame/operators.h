@@ -9,6 +9,7 @@ namespace kdzk {
 // How a key bounds the values that pass: not at all, itself left out, itself included.
 enum class Bound : uint8_t { none, open, closed };
 
+// The first ten operations.
 enum class Operator : uint8_t { eq, lt, gt, le, ge, ne, gt_lt, gt_le, ge_lt, ge_le };
 
 struct OperatorRow {
@@ -64,20 +65,28 @@ constexpr bool passes(Key value, Keys<Key> keys) {
     return above & below;
 }
 
-// The values that a range operator lets pass, bounds included, unless there are none.
+// A run of values, bounds included, or none.
 template <typename Key>
 struct ClosedRange {
     Key first, last;
     bool empty;
 };
 
+// The values between smallest and largest that an operator lets pass: every predicate on unsigned integers is a closed
+// range, or the complement of one. For ne it is the range of what doesn't pass.
 template <Operator op, typename Key>
-requires(is_range(op)) constexpr ClosedRange<Key> closed_range(Keys<Key> keys) {
-    constexpr bool open_below = row_of(op).lower == Bound::open, open_above = row_of(op).upper == Bound::open;
+constexpr ClosedRange<Key> passing_range(Keys<Key> keys, Key smallest, Key largest) {
+    constexpr OperatorRow row = row_of(op);
+    if constexpr (row.equality)
+        return {keys.lower, keys.lower, false};
     // An open bound moves in by one; where there is no value to move to, or the bounds have crossed, nothing passes.
-    const Key first = Key(keys.lower + open_below), last = Key(keys.upper - open_above);
-    const bool overflow = (open_below && first == 0) | (open_above && keys.upper == 0);
-    return {first, last, overflow || first > last};
+    if ((row.lower == Bound::open && keys.lower >= largest) || (row.upper == Bound::open && keys.upper <= smallest))
+        return {0, 0, true};
+    const Key above = Key(keys.lower + (row.lower == Bound::open)),
+              below = Key(keys.upper - (row.upper == Bound::open));
+    const Key first = row.lower == Bound::none || above < smallest ? smallest : above;
+    const Key last = row.upper == Bound::none ? largest : below;
+    return {first, last, first > last};
 }
 
 }  // namespace kdzk

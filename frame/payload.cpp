@@ -2,13 +2,6 @@
 
 namespace kdzk {
 
-namespace {
-
-// Passed to every alloc call; what they mean is the host's affair.
-constexpr uint64_t kAllocConstants[] = {8, 16};
-
-}  // namespace
-
 const uint8_t *decompressed_payload(const kdzk_vec *src, const kdzk_exec_ctx *ctx, const char *label,
                                     const char *failure) {
     uint32_t produced = 0;
@@ -16,8 +9,8 @@ const uint8_t *decompressed_payload(const kdzk_vec *src, const kdzk_exec_ctx *ct
         return static_cast<const uint8_t *>(ready);
 
     const kdzk_host_env *host = ctx->host;
-    void *buffer = host->alloc(host->env, host->heap, src->decomp_len, label, kAllocConstants[0], kAllocConstants[1],
-                               src->alloc_arg);
+    // The constants mean something to hosts alone.
+    void *buffer = host->alloc(host->env, host->heap, src->decomp_len, label, 8, 16, src->alloc_arg);
     *src->decomp_slot = buffer;
 
     kdzk_ypak_ctx decoder = {host->env, host->heap, host->stream_alloc, host->stream_free};

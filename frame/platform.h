@@ -18,8 +18,11 @@
 // A second exported name for a function that this file defines under its first.
 #define KDZK_SAME_AS(first_name) __attribute__((alias(#first_name)))
 
+// For an exported datum that isn't defined under its declaration in kdzk.h.
+#define KDZK_EXPORTED __attribute__((visibility("default")))
+
 // Gives a datum the symbol of a C array that can't be initialised as one.
-#define KDZK_SYMBOL(name) __asm__(#name)
+#define KDZK_NAMED_IN_C(name) __asm__(#name)
 
 namespace kdzk {
 
@@ -28,7 +31,8 @@ namespace kdzk {
 extern "C" void assertion_failed(const char *expression, const char *file, unsigned line,
                                  const char *function) __asm__("__assert_fail");
 
-// The file that assertion messages name.
-inline constexpr char kAssertionFile[] = "common/data/qvk/x86/kdzkc_x86";
-
 }  // namespace kdzk
+
+// Fails an assertion with this text, whatever the build. The file that it names is the emitted body of all kernels.
+#define KDZK_FAIL_ASSERTION(expression)                                                                                \
+    kdzk::assertion_failed(expression, "common/data/qvk/x86/kdzkc_x86", __LINE__, __func__)

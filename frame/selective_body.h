@@ -9,7 +9,7 @@
 namespace kdzk {
 
 // The rows fetched from the selection at a time: enough to keep the call out of the tests, few enough to unroll.
-inline constexpr uint32_t kBatchRows = 8;
+inline constexpr uint32_t kRowsAtATime = 8;
 
 // Leaves the host the one trace that a selective body ran. One byte is written, as hosts may use the others.
 inline void mark_ran(kdzk_exec_ctx *ctx, uint32_t flag) {
@@ -17,9 +17,10 @@ inline void mark_ran(kdzk_exec_ctx *ctx, uint32_t flag) {
     reinterpret_cast<uint8_t *>(&ctx->flags)[byte] |= uint8_t(flag >> 8 * byte);
 }
 
-// Tests rows one by one, hits or not: a branch on the outcome would be mispredicted, an OR of nothing is cheap.
+// Returns 1 on a hit. The row's bit is ORed in either way: an OR of nothing is cheaper than a mispredicted branch.
 template <typename Encoding, Operator op>
-uint32_t test_row(const uint8_t *payload, uint64_t *res_bv, uint32_t row, Keys<typename Encoding::Key> keys) {
+[[gnu::always_inline]] inline uint32_t test_row(const uint8_t *payload, uint64_t *res_bv, uint32_t row,
+                                                Keys<typename Encoding::Key> keys) {
     const bool hit = passes<op>(Encoding::value_at(payload, row), keys);
     or_bit(res_bv, row, hit);
     return hit;
@@ -27,20 +28,20 @@ uint32_t test_row(const uint8_t *payload, uint64_t *res_bv, uint32_t row, Keys<t
 
 template <typename Encoding, Operator op>
 requires PredicateEncoding<Encoding>
-[[gnu::noinline]] uint64_t selective_body(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *lower,
-                                          const kdzk_pred *upper, kdzk_exec_ctx *ctx) {
+[[gnu::always_inline]] inline uint64_t selective_body(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *lower,
+                                                      const kdzk_pred *upper, kdzk_exec_ctx *ctx) {
     const uint8_t *payload = payload_of<kernel_id<Encoding>(selective_name_of(op))>(src, ctx);
     mark_ran(ctx, KDZK_RAN_SELECTIVE);
-    const auto keys = read_keys<Encoding>(lower, upper);
+    const auto keys = read_keys<Encoding, op>(lower, upper);
     const uint32_t rows = src->row_count;
     uint64_t *res_bv = dst->res_bv;
     clear_rows_from(res_bv, 0, rows);
 
     kdzk_lbiv_ictx selected;
     kdzk_lbiv_ictx_ini2_dydi(&selected, ctx->sel_bv, rows, 0, 0);
-    uint32_t batch[kBatchRows], count = 0;
+    uint32_t batch[kRowsAtATime], count = 0;
     uint64_t fetched;
-    while ((fetched = kdzk_lbiwvones_dydi(&selected, batch, kBatchRows)) == kBatchRows) {
+    while ((fetched = kdzk_lbiwvones_dydi(&selected, batch, kRowsAtATime)) == kRowsAtATime) {
 #pragma GCC unroll 8
         for (const uint32_t row : batch)
             count += test_row<Encoding, op>(payload, res_bv, row, keys);

@@ -1,16 +1,15 @@
-// lane_test.h: the block test of an operator, derived from its row. The processor level has no unsigned compare, but it
-// has a saturating subtraction, which is zero exactly where the first operand doesn't exceed the second. So four tests
-// serve all operators, with no bias on codes or keys:
+// lane_test.h: the test of an operator on lanes. An operator lets pass one closed range of codes (ne all but one), and
+// a range costs two instructions a vector, whatever its bounds are:
 //
-//   equal      code = key
-//   at most    excess of code over key is zero
-//   at least   excess of key over code is zero
-//   between    excess of (code - first) over (last - first) is zero; code - first wraps, so that codes below first
-//              become large
+//     t = code - first          wraps, so that codes below first become the largest
+//     t > last - first          in unsigned order: these are the codes outside
 //
-// lt and gt are the complements of ge and le, as ne is of eq; the complement is taken of whole result words. Against
-// the textbook form (flip the top bit, compare signed, combine two compares) a range costs two instructions fewer a
-// vector and no copies of keys.
+// The processor level compares signed only, so the top bit of both sides is flipped. On the left that costs nothing: it
+// goes into the constant that is subtracted. Equality needs one instruction. Where a test finds the rows that don't
+// pass, the complement is taken of the assembled result words.
+//
+// The textbook form (flip the top bit of each code, compare with each bound, combine) needs four instructions a vector
+// for two bounds, and a copy of the key where it is the greater side.
 #pragma once
 
 #include "frame/operators.h"
@@ -20,46 +19,34 @@ namespace kdzk {
 
 template <Operator op, typename Key, int kBits>
 struct LaneTest {
-    static constexpr OperatorRow kRow = row_of(op);
-    static constexpr bool kRange = is_range(op);
-    // One-sided: an open bound is the complement of the closed bound on the other side.
-    static constexpr bool kAtMost = kRow.upper == Bound::closed || kRow.lower == Bound::open;
-    static constexpr bool kComplemented =
-        kRow.complemented || (!kRange && (kRow.upper == Bound::open || kRow.lower == Bound::open));
+    static constexpr bool kEquality = row_of(op).equality;
+    static constexpr Key kTopBit = Key(Key{1} << (kBits - 1));
 
-    Lanes<kBits> key;   // the key; of a range its first value
-    Lanes<kBits> span;  // of a range: last value less the first
-    bool none;          // of a range: no value lies in it
+    Lanes<kBits> first;  // the first value that passes, its top bit flipped; of an equality, the key
+    Lanes<kBits> span;   // the last value that passes less the first, its top bit flipped
+    bool none;           // no value passes
 
     explicit LaneTest(Keys<Key> keys) {
-        if constexpr (kRange) {
-            const ClosedRange<Key> range = closed_range<op>(keys);
-            key = spread(range.first);
-            span = spread(Key(range.last - range.first));
-            none = range.empty;
-        } else {
-            key = span = spread(keys.lower);
-            none = false;
-        }
+        const ClosedRange<Key> range = passing_range<op>(keys, Key{0}, Key(~Key{0}));
+        none = range.empty;
+        first = spread(kEquality ? range.first : Key(range.first ^ kTopBit));
+        span = spread(Key((range.last - range.first) ^ kTopBit));
     }
 
     bool passes_none() const { return none; }
 
-    // All ones in the lanes that pass, before the complement.
+    // All ones in the lanes whose codes equal the key, or lie outside the range.
     Lanes<kBits> operator()(Lanes<kBits> codes) const {
-        if constexpr (kRow.equality)
-            return equal(codes, key);
-        else if constexpr (kRange)
-            return equal(excess(minus(codes, key), span), zero_lanes<kBits>());
-        else if constexpr (kAtMost)
-            return equal(excess(codes, key), zero_lanes<kBits>());
+        if constexpr (kEquality)
+            return equal(codes, first);
         else
-            return equal(excess(key, codes), zero_lanes<kBits>());
+            return greater(minus(codes, first), span);
     }
 
+    // Result words from assembled tests.
     template <typename Word>
     static Word completed(Word word) {
-        return kComplemented ? Word(~word) : word;
+        return kEquality != row_of(op).complemented ? word : Word(~word);
     }
 };
 

@@ -28,10 +28,12 @@ struct Header {
     bool extended;
 };
 
+// Reads no further than the first field that it doesn't know.
 bool is_known_format(const uint8_t *stream) {
+    if (load_be<uint32_t>(stream) != kMagic || stream[kVersionAt] != 0)
+        return false;
     const uint8_t flags = stream[kFlagsAt];
-    return load_be<uint32_t>(stream) == kMagic && stream[kVersionAt] == 0 && (flags & kRequired) != 0
-           && (flags & (kUnknownA | kUnknownB)) == 0;
+    return (flags & kRequired) != 0 && (flags & (kUnknownA | kUnknownB)) == 0;
 }
 
 Header read_header(const uint8_t *stream) {

@@ -24,7 +24,7 @@ constexpr Entry entry(KernelId id, kdzk_range_fn kernel) { return {id, {.range =
 constexpr Entry entry(KernelId id, kdzk_vec_fn kernel) { return {id, {.vec = kernel}}; }
 
 #define KDZK_ENTRY(op, cls, width, form)                                                                               \
-    entry({KernelClass::cls, width, Operation::op, Form::form}, KDZK_SYMBOL_OF(op, cls, width, form)),
+    entry({KernelClass::cls, width, Operation::op, Form::form}, KDZK_KERNEL(op, cls, width, form)),
 #define KDZK_PREDICATE_ENTRIES(cls, width, form) KDZK_OPERATORS(KDZK_ENTRY, KDZK_ENTRY, cls, width, form)
 
 constexpr Entry kKernels[] = {KDZK_PREDICATE_KERNELS(KDZK_PREDICATE_ENTRIES)};
@@ -45,6 +45,16 @@ constexpr void for_each_live(Visitor visit) {
     for (const uint8_t width : kFixedStubWidths)
         visit(entry({KernelClass::fixed, width, Operation::sum, Form::plain}, kdzk_stub));
 }
+
+constexpr bool no_slot_is_taken_twice() {
+    bool taken[KDZK_TABLE_SLOTS]{}, twice = false;
+    for_each_live([&](const Entry &live) {
+        twice |= taken[slot_of(live.id)];
+        taken[slot_of(live.id)] = true;
+    });
+    return !twice;
+}
+static_assert(no_slot_is_taken_twice());
 
 constexpr KernelTable kernels_by_slot() {
     KernelTable table{};
@@ -94,8 +104,8 @@ constexpr NameTable names_by_slot() {
 }  // namespace
 
 // What the host sees as kdzk_dispatch_table, and its hidden companion.
-[[gnu::visibility("default")]] extern const KernelTable kernel_table KDZK_SYMBOL(kdzk_dispatch_table);
-extern const NameTable name_table KDZK_SYMBOL(kdzk_dispatch_names);
+KDZK_EXPORTED extern const KernelTable kernel_table KDZK_NAMED_IN_C(kdzk_dispatch_table);
+extern const NameTable name_table KDZK_NAMED_IN_C(kdzk_dispatch_names);
 
 constinit const KernelTable kernel_table = kernels_by_slot();
 [[gnu::used]] constinit const NameTable name_table = names_by_slot();

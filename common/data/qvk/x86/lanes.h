@@ -18,29 +18,25 @@ struct Lanes {
     __m128i raw;
 };
 
-template <int kBits>
-Lanes<kBits> load_lanes(const void *at) {
-    return {_mm_loadu_si128(static_cast<const __m128i *>(at))};
-}
-
-template <int kBits>
-Lanes<kBits> zero_lanes() {
-    return {_mm_setzero_si128()};
-}
-
-inline Lanes<8> spread(uint8_t value) { return {_mm_set1_epi8(char(value))}; }
-
 // How far ahead of what is being read the caches are asked for more.
 inline constexpr uint32_t kPrefetchBytes = 640, kCacheLineBytes = 64;
 
 // Asks for the cache line at an address, which need not be readable.
 inline void prefetch(const void *at) { _mm_prefetch(static_cast<const char *>(at), _MM_HINT_T0); }
 
+template <int kBits>
+Lanes<kBits> load_lanes(const void *at) {
+    return {_mm_loadu_si128(static_cast<const __m128i *>(at))};
+}
+
 // Stores to an address that is a multiple of sixteen.
 template <int kBits>
 void store_aligned(void *at, Lanes<kBits> lanes) {
     _mm_store_si128(static_cast<__m128i *>(at), lanes.raw);
 }
+
+// The same value in every lane.
+inline Lanes<8> spread(uint8_t value) { return {_mm_set1_epi8(char(value))}; }
 
 // Bitwise words, also on a general register, so that one text serves whole vectors and the units at their ends.
 template <int kBits>
@@ -75,8 +71,8 @@ inline Lanes<8> equal(Lanes<8> a, Lanes<8> b) { return {_mm_cmpeq_epi8(a.raw, b.
 // a - b, wrapping.
 inline Lanes<8> minus(Lanes<8> a, Lanes<8> b) { return {_mm_sub_epi8(a.raw, b.raw)}; }
 
-// What unsigned a exceeds b by, or 0: zero exactly where a <= b.
-inline Lanes<8> excess(Lanes<8> a, Lanes<8> b) { return {_mm_subs_epu8(a.raw, b.raw)}; }
+// a > b, signed.
+inline Lanes<8> greater(Lanes<8> a, Lanes<8> b) { return {_mm_cmpgt_epi8(a.raw, b.raw)}; }
 
 // One bit a byte lane, the lane's top bit, lane 0 lowest.
 inline uint32_t top_bits(Lanes<8> lanes) { return uint32_t(_mm_movemask_epi8(lanes.raw)); }

@@ -1,0 +1,59 @@
+// Plain: values as they came. No kernel serves them, so predicates on such a column are left to the caller.
+#include "encoding.h"
+
+#include <bit>
+#include <cstring>
+
+namespace qvk {
+
+void PlainValues::add(const ValueView &value) {
+    types.push_back(value.type);
+    if (value.type == Type::integer) {
+        words.push_back(std::bit_cast<uint64_t>(value.integer));
+    } else if (value.type == Type::real) {
+        words.push_back(std::bit_cast<uint64_t>(value.real));
+    } else {
+        words.push_back(heap.size());
+    }
+    if (value.type == Type::text || value.type == Type::blob) {
+        const uint32_t length = static_cast<uint32_t>(value.bytes.size());  // SQLite's limit is 2^31 - 1
+        heap.append(reinterpret_cast<const char *>(&length), sizeof length);
+        heap.append(value.bytes);
+    }
+}
+
+ValueView PlainValues::at(size_t row) const {
+    ValueView value;
+    value.type = types[row];
+    if (value.type == Type::integer) {
+        value.integer = std::bit_cast<int64_t>(words[row]);
+    } else if (value.type == Type::real) {
+        value.real = std::bit_cast<double>(words[row]);
+    } else if (value.type != Type::null) {
+        uint32_t length = 0;
+        std::memcpy(&length, heap.data() + words[row], sizeof length);
+        value.bytes = {heap.data() + words[row] + sizeof length, length};
+    }
+    return value;
+}
+
+namespace {
+
+struct PlainEncoding final : Encoding {
+    PlainValues values;
+    size_t segment_rows;
+
+    PlainEncoding(PlainValues &&taken, size_t rows) : values(std::move(taken)), segment_rows(rows) {}
+    std::string_view name() const override { return "plain"; }
+    uint32_t width_bits() const override { return 0; }
+    uint64_t bytes() const override { return values.bytes(); }
+    ValueView value(size_t segment, uint32_t row) const override { return values.at(segment * segment_rows + row); }
+};
+
+}  // namespace
+
+std::unique_ptr<Encoding> make_plain_encoding(ColumnStage &&stage, uint32_t segment_rows) {
+    return std::make_unique<PlainEncoding>(std::move(stage.plain), segment_rows);
+}
+
+}  // namespace qvk

@@ -1,0 +1,56 @@
+// A conjunction of predicates over a table, answered segment by segment and row by row.
+//
+//     TableScan scan(table, conjunction);
+//     while (scan.advance()) { use(scan.segment(), scan.row()); }
+//     if (scan.error()) ...
+//
+// A segment is scanned when the walk reaches it, so a caller that stops early pays for what it saw.
+#pragma once
+
+#include "host_services.h"
+#include "table.h"
+
+#include <array>
+
+namespace qvk {
+
+class TableScan {
+  public:
+    TableScan(const Table &scanned, const std::vector<Predicate> &conjunction);
+    TableScan(const TableScan &) = delete;
+    TableScan &operator=(const TableScan &) = delete;
+
+    // To the next row that passes. False at the end and after an error.
+    bool advance();
+    size_t segment() const { return at_segment - 1; }
+    uint32_t row() const { return at_row; }  // within the segment
+    uint64_t table_row() const { return segment() * table.segment_rows + at_row; }
+    // Why the walk ended early, or null.
+    const char *error() const { return failed ? services.target.message : nullptr; }
+
+  private:
+    struct ColumnTest {
+        Encoding *encoding;
+        ColumnScan scan;
+    };
+
+    const Table &table;
+    std::vector<ColumnTest> tests;
+    HostServices services;
+    bool failed = false;
+
+    std::vector<uint64_t> selected, united, single;  // bit vectors over one segment
+    size_t at_segment = 0;                           // the segment after the current one
+    uint32_t at_row = 0;
+    kdzk_lbiv_ictx ones{};
+    std::array<uint32_t, 512> batch;  // rows of the current segment that passed and weren't delivered
+    size_t batch_size = 0, batch_used = 0;
+    uint32_t rows_left = 0;  // without tests: rows of the current segment that weren't delivered
+
+    bool advance_untested();
+    bool fill_batch();
+    bool enter_segment();
+    bool apply(const ColumnTest &test, bool first, uint32_t &hits);
+};
+
+}  // namespace qvk

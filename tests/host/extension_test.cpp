@@ -1,0 +1,131 @@
+// The extension's own behaviour: plans, statistics, reopening, bad input.
+#include "database.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+
+namespace {
+
+std::string plan_of(Database &db, const std::string &query) { return db.ask("EXPLAIN QUERY PLAN " + query); }
+
+void expect_in(const std::string &text, const std::string &part) {
+    EXPECT_NE(text.find(part), text.npos) << part << " in " << text;
+}
+
+TEST(Plan, NamesKernelsAndWhatIsLeft) {
+    const std::string plan = plan_of(flights(), "SELECT * FROM f WHERE origin = 'SEA' AND month BETWEEN 2 AND 4 AND "
+                                                "state IS NOT NULL AND delay > 30 AND date LIKE '2001%'");
+    expect_in(plan, "origin dict 8-bit: kdzk_eq_dict_8bit");
+    expect_in(plan, "month dict 8-bit: kdzk_ge_le_dict_8bit");
+    expect_in(plan, "state dict 8-bit: kdzk_ne_dict_8bit");
+    expect_in(plan, "delay plain: left to SQLite");
+}
+
+TEST(Plan, KeepsTheVirtualTableOutOfAnInnerLoopThatAnIndexServes) {
+    const std::string plan = plan_of(flights(), "SELECT count(*) FROM f JOIN airports a ON a.iata = f.origin");
+    EXPECT_LT(plan.find("SCAN f"), plan.find("SEARCH a USING")) << plan;
+}
+
+TEST(Stats, TellEncodingAndSize) {
+    const std::string rows = flights().ask("SELECT name, encoding, width, distinct_values FROM qvk_stats('f')");
+    expect_in(rows, "origin|dict|8|228\n");
+    expect_in(rows, "delay|plain|NULL|NULL\n");
+    EXPECT_EQ(flights().ask("SELECT bytes BETWEEN 375000 AND 400000, source_bytes FROM qvk_stats('main.F') "
+                            "WHERE name = 'origin'"),
+              "1|1500000\n");
+}
+
+// 256 distinct values with NULL among them fit; one more doesn't. Codes 0 and 255 both come up.
+TEST(Dictionary, FillsAllCodesAndGivesWayBeyond) {
+    Database db;
+    ASSERT_EQ(
+        db.run("CREATE TABLE t(fits INT, over INT); WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n "
+               "WHERE i < 999) INSERT INTO t SELECT nullif(i % 256, 0), i % 257 FROM n;"
+               "CREATE VIRTUAL TABLE q USING qvk(t, segment_rows = 64)"),
+        "");
+    EXPECT_EQ(db.ask("SELECT encoding FROM qvk_stats('q')"), "dict\nplain\n");
+    for (const std::string test : {"= 255", "> 254", ">= 255", "> 255", "< 1", "<= 1", "< 1000", "> -1", "<> 7",
+                                   "<> 900", "IN (1, 2, 3, 255, 90, -4)", "BETWEEN 9 AND 3", "BETWEEN -9 AND 999",
+                                   "IS NULL", "IS NOT NULL", "= NULL", "IS 255", "NOT IN (4, NULL)", "IN ()"}) {
+        expect_same_rows(db, "SELECT * FROM $T WHERE fits " + test, "t", "q");
+        expect_same_rows(db, "SELECT * FROM $T WHERE over " + test, "t", "q");
+    }
+}
+
+TEST(Tables, EmptyAndAllNullOnesWork) {
+    Database db;
+    ASSERT_EQ(db.run("CREATE TABLE t(a, b TEXT); CREATE VIRTUAL TABLE empty USING qvk(t);"
+                     "INSERT INTO t VALUES(NULL, NULL), (NULL, NULL); CREATE VIRTUAL TABLE nulls USING qvk(t)"),
+              "");
+    EXPECT_EQ(db.ask("SELECT count(*) FROM empty WHERE a = 1 OR a IS NULL"), "0\n");
+    EXPECT_EQ(db.ask("SELECT count(*) FROM nulls WHERE a IS NULL AND b IS NULL"), "2\n");
+    EXPECT_EQ(db.ask("SELECT count(*) FROM nulls WHERE a < 5 OR b <> 'x' OR a IS NOT NULL"), "0\n");
+}
+
+// A view's expressions compare by the affinity and collation that only SQLite knows.
+TEST(Views, ComputedColumnsCompareAsInTheView) {
+    Database db;
+    ASSERT_EQ(db.run("CREATE TABLE t(a, any_type ANY); INSERT INTO t VALUES(5, '5'), ('5', 6), ('x', 'X');"
+                     "CREATE VIEW v AS SELECT CAST(a AS TEXT) a, CAST(a AS INTEGER) b, a COLLATE NOCASE c, any_type d, "
+                     "a IS NULL e FROM t; CREATE VIRTUAL TABLE q USING qvk(v)"),
+              "");
+    for (const std::string column : {"a", "b", "c", "d", "e"}) {
+        for (const std::string value : {"5", "'5'", "'X'", "'x'", "0"}) {
+            expect_same_rows(db, "SELECT * FROM $T WHERE " + column + " = " + value, "v", "q");
+            expect_same_rows(db, "SELECT * FROM $T WHERE " + column + " >= " + value, "v", "q");
+            expect_same_rows(db, "SELECT * FROM $T WHERE " + column + " <> " + value, "v", "q");
+            expect_same_rows(db, "SELECT * FROM $T WHERE " + column + " <> " + value + " COLLATE NOCASE", "v", "q");
+        }
+    }
+}
+
+TEST(Reopening, EncodesTheSourceAgain) {
+    const std::string path = testing::TempDir() + "qvk_reopen.db";
+    std::remove(path.c_str());
+    {
+        Database db(path);
+        ASSERT_EQ(
+            db.run(
+                "CREATE TABLE \"odd \"\"name\"(a TEXT, b INT); INSERT INTO \"odd \"\"name\" VALUES('x', 1);"
+                "CREATE VIRTUAL TABLE q USING qvk(main.\"odd \"\"name\"); INSERT INTO \"odd \"\"name\" VALUES('y', 2)"),
+            "");
+        EXPECT_EQ(db.ask("SELECT * FROM q"), "x|1\n");
+        ASSERT_EQ(db.run("ALTER TABLE q RENAME TO renamed"), "");
+        EXPECT_EQ(db.ask("SELECT count(*) FROM renamed"), "2\n");
+    }
+    Database db(path);
+    EXPECT_EQ(db.ask("SELECT count(*) FROM qvk_stats('renamed')"), "2\n");
+    EXPECT_EQ(db.ask("SELECT * FROM renamed WHERE a = 'y'"), "y|2\n");
+    ASSERT_EQ(db.run("DROP TABLE renamed; DROP TABLE \"odd \"\"name\""), "");
+    std::remove(path.c_str());
+}
+
+TEST(BadInput, GivesOneErrorAndLeavesNothing) {
+    Database db;
+    ASSERT_EQ(db.run("CREATE TABLE t(a); CREATE VIEW broken AS SELECT * FROM gone"), "");
+    const std::string before = db.ask("SELECT * FROM sqlite_master");
+    const std::pair<std::string, std::string> cases[] = {
+        {"CREATE VIRTUAL TABLE q USING qvk(missing)", "qvk: no such table: missing"},
+        {"CREATE VIRTUAL TABLE q USING qvk(broken)", "qvk: no such table: main.gone"},
+        {"CREATE VIRTUAL TABLE q USING qvk(q)", "qvk: vtable constructor called recursively: q"},
+        {"CREATE VIRTUAL TABLE q USING qvk", "qvk: which table?"},
+        {"CREATE VIRTUAL TABLE q USING qvk()", "qvk: which table?"},
+        {"CREATE VIRTUAL TABLE q USING qvk(t; DROP TABLE t)", "qvk: not the name of a table: t; DROP TABLE t"},
+        {"CREATE VIRTUAL TABLE q USING qvk(t, colour=red)", "qvk: unknown option: colour=red"},
+        {"CREATE VIRTUAL TABLE q USING qvk(t, t)", "qvk: unknown option: t"},
+        {"CREATE VIRTUAL TABLE q USING qvk(t, segment_rows=100)", "qvk: segment_rows has to be a multiple of 64"},
+        {"SELECT * FROM qvk_stats('t')", "qvk_stats: t is not a qvk table"},
+        {"SELECT * FROM qvk_stats('gone')", "qvk: no such table: gone"},
+        {"SELECT * FROM qvk_stats", "no query solution"},
+        {"CREATE VIRTUAL TABLE w USING qvk(t); INSERT INTO w VALUES(1)", "table w may not be modified"}};
+    for (const auto &[sql, message] : cases) {
+        EXPECT_EQ(db.run(sql).substr(0, message.size()), message) << sql;
+        db.run("DROP TABLE IF EXISTS w");
+        EXPECT_EQ(db.ask("SELECT * FROM sqlite_master"), before);
+    }
+    Database wide;
+    ASSERT_EQ(wide.run("PRAGMA encoding = 'UTF-16'; CREATE TABLE t(a)"), "");
+    EXPECT_EQ(wide.run("CREATE VIRTUAL TABLE q USING qvk(t)"), "qvk: the database has to be in UTF-8");
+}
+
+}  // namespace

@@ -1,0 +1,197 @@
+// Random conjunctions, lists, ranges and joins, answered by a plain table and by the virtual table over it. Values come
+// as literals, parameters, expressions and columns, since SQLite converts each of them in its own way.
+#include "database.h"
+
+#include <gtest/gtest.h>
+#include <random>
+#include <vector>
+
+namespace {
+
+struct Dice {
+    std::mt19937 generator;
+
+    size_t below(size_t limit) { return std::uniform_int_distribution<size_t>(0, limit - 1)(generator); }
+    const std::string &pick(const std::vector<std::string> &from) { return from[below(from.size())]; }
+};
+
+unsigned seed() {
+    const char *given = std::getenv("QVK_SEED");
+    return given ? static_cast<unsigned>(std::atol(given)) : std::random_device{}();
+}
+
+struct Query {
+    std::string where, parameters;
+    int parameter_count = 0;
+};
+
+// A value as the right-hand side of a comparison; a quarter of them go by parameter.
+std::string operand(Dice &dice, const std::string &literal, Query &query) {
+    if (dice.below(4) > 0) {
+        return literal;
+    }
+    query.parameters += (query.parameters.empty() ? "" : ", ") + literal;
+    return "?" + std::to_string(++query.parameter_count);
+}
+
+std::string list(Dice &dice, const std::vector<std::string> &values, Query &query) {
+    std::string text = operand(dice, dice.pick(values), query);
+    for (size_t more = dice.below(6); more > 0; --more) {
+        text += ", " + operand(dice, dice.pick(values), query);
+    }
+    return "(" + text + ")";
+}
+
+std::string term(Dice &dice, const std::string &column, const std::vector<std::string> &values, Query &query) {
+    static const std::vector<std::string> kOperators = {" = ",  " <> ", " < ",  " <= ",    " > ",
+                                                        " >= ", " = ",  " IS ", " IS NOT "};
+    switch (dice.below(8)) {
+    case 0:
+        return column + (dice.below(2) ? " IN " : " NOT IN ") + list(dice, values, query);
+    case 1:
+        return column + " BETWEEN " + operand(dice, dice.pick(values), query) + " AND "
+               + operand(dice, dice.pick(values), query);
+    case 2:
+        return column + (dice.below(2) ? " IS NULL" : " IS NOT NULL");
+    }
+    return column + dice.pick(kOperators) + operand(dice, dice.pick(values), query);
+}
+
+using Columns = std::vector<std::pair<std::string, std::vector<std::string>>>;
+
+Query random_query(Dice &dice, const Columns &columns, size_t fewest_terms, bool with_or) {
+    Query query;
+    for (size_t terms = fewest_terms + dice.below(3); terms > 0; --terms) {
+        const auto &[column, values] = columns[dice.below(columns.size())];
+        const std::string text = term(dice, column, values, query);
+        query.where += query.where.empty() ? text : (with_or && dice.below(6) == 0 ? " OR " : " AND ") + text;
+    }
+    if (query.where.find(" OR ") != query.where.npos) {
+        query.where += " ORDER BY $T.rowid";  // SQLite may answer the sides one after the other
+    }
+    return query;
+}
+
+TEST(RandomQueries, AgreeOverFlights) {
+    const unsigned used = seed();
+    SCOPED_TRACE("QVK_SEED=" + std::to_string(used));
+    Dice dice{std::mt19937(used)};
+    const Columns columns = {
+        {"origin", {"'SEA'", "'ATL'", "'LAX'", "'ORD'", "''", "'ZZZ'", "'Sea'", "5", "NULL", "x'534541'"}},
+        {"destination", {"'SFO'", "'JFK'", "'A'", "'DEN'", "'MQT'"}},
+        {"date", {"'2001-01-01'", "'2001-03-31'", "'2001-06-30'", "'2001-02'", "2001"}},
+        {"month", {"1", "2", "3", "6", "7", "'4'", "2.5", "'May'", "-1", "NULL", "3.0"}},
+        {"state", {"'WA'", "'CA'", "'NY'", "'NA'", "NULL"}},
+        {"delay", {"0", "15", "60", "-10", "'120'"}},
+        {"distance", {"500", "2176", "1000.5"}}};
+    for (int round = 0; round < 200; ++round) {
+        const Query query = random_query(dice, columns, 2, false);
+        expect_same_rows(flights(), "SELECT rowid, delay, origin, month FROM $T WHERE " + query.where, "plain", "f",
+                         query.parameters);
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+// Columns of every affinity and a collation, and values that the affinities treat differently.
+const std::vector<std::string> kValues = {"NULL",
+                                          "0",
+                                          "1",
+                                          "-1",
+                                          "5",
+                                          "5.0",
+                                          "5.5",
+                                          "'5'",
+                                          "'5.0'",
+                                          "' 5'",
+                                          "'05'",
+                                          "'abc'",
+                                          "'ABC'",
+                                          "'abd '",
+                                          "''",
+                                          "'+x'",
+                                          "x'35'",
+                                          "x''",
+                                          "x'616263'",
+                                          "9223372036854775807",
+                                          "9223372036854775808.0",
+                                          "-9223372036854775808",
+                                          "1e300",
+                                          "'9223372036854775808'",
+                                          "-0.0",
+                                          "0.0",
+                                          "'1e1'",
+                                          "10",
+                                          "'z'",
+                                          "9007199254740993",
+                                          "9007199254740992.0"};
+const std::vector<std::string> kColumns = {"i", "t", "n", "r", "nocase", "num", "plainly", "part"};
+
+void fill_mixed(Database &db, Dice &dice, const std::string &table, int rows) {
+    db.run("CREATE TABLE " + table
+           + "(id INTEGER PRIMARY KEY, i INTEGER, t TEXT, n, r REAL, nocase TEXT COLLATE NOCASE,"
+             " num NUMERIC, plainly VARCHAR(9), part BLOB)");
+    for (int row = 0; row < rows; ++row) {
+        std::string values = "NULL";
+        for (size_t column = 0; column < kColumns.size(); ++column) {
+            // The last two hold only texts that don't look like numbers, and only numbers.
+            const std::string value = column == 6   ? "'v" + std::to_string(dice.below(9)) + "'"
+                                      : column == 7 ? std::to_string(dice.below(9))
+                                                    : dice.pick(kValues);
+            values += ", " + value;
+        }
+        ASSERT_EQ(db.run("INSERT INTO " + table + " VALUES(" + values + ")"), "");
+    }
+}
+
+// The right-hand sides that no value pool holds: expressions of each affinity, and the column itself.
+std::vector<std::string> with_expressions(std::vector<std::string> values) {
+    for (const std::string text : {"CAST('5' AS INTEGER)", "CAST(5 AS TEXT)", "CAST('abc' AS BLOB)", "abs(-5)", "1 + 4",
+                                   "'5' || ''", "n", "i", "+t", "'v3'", "'v5'", "CAST('5.0' AS NUMERIC)"}) {
+        values.push_back(text);
+    }
+    return values;
+}
+
+TEST(RandomQueries, AgreeOverMixedTypes) {
+    const unsigned used = seed();
+    SCOPED_TRACE("QVK_SEED=" + std::to_string(used));
+    Dice dice{std::mt19937(used)};
+    Database db;
+    fill_mixed(db, dice, "m", 200);
+    fill_mixed(db, dice, "u", 30);
+    ASSERT_EQ(db.run("CREATE VIRTUAL TABLE q USING qvk(m, segment_rows=128); CREATE VIRTUAL TABLE w USING qvk(u);"
+                     "CREATE VIEW e AS SELECT i FROM u UNION ALL SELECT t FROM u"),
+              "");
+    Columns columns;
+    for (const std::string &column : kColumns) {
+        columns.emplace_back("$T." + column, kValues);
+    }
+    for (int round = 0; round < 600; ++round) {
+        const Query query = random_query(dice, columns, 1, true);
+        expect_same_rows(db, "SELECT * FROM $T WHERE " + query.where, "m", "q", query.parameters);
+    }
+    const std::vector<std::string> expressions = with_expressions(kValues);
+    const std::vector<std::string> operators = {" = ", " <> ", " < ", " >= ", " IS ", " = +"};
+    for (int round = 0; round < 300; ++round) {
+        const std::string left = "$T." + dice.pick(kColumns), operation = dice.pick(operators);
+        const std::string test = left + operation;
+        expect_same_rows(db, "SELECT id FROM $T WHERE " + test + dice.pick(expressions), "m", "q");
+        expect_same_rows(db, "SELECT id FROM $T WHERE " + left + " IN (SELECT " + dice.pick(kColumns) + " FROM u)", "m",
+                         "q");
+        const std::string other = dice.below(8) ? "u." + dice.pick(kColumns) : "u.i";
+        for (const std::string join : {" JOIN ", " LEFT JOIN "}) {
+            expect_same_rows(db, "SELECT $T.id, u.id FROM u" + join + "$T ON " + test + other + " ORDER BY 1, 2", "m",
+                             "q");
+        }
+        const std::string outer = "SELECT u.id, $T.id FROM u LEFT JOIN $T ON $T.id = u.id + 9 AND " + test + "5 WHERE ";
+        expect_same_rows(db, outer + left + " IS NULL ORDER BY 1, 2", "m", "q");
+        expect_same_rows(db, outer + left + dice.pick(operators) + dice.pick(kValues) + " ORDER BY 1, 2", "m", "q");
+        expect_same_rows(db, "SELECT $T.id, e.i FROM e JOIN $T ON " + test + "e.i ORDER BY 1, 2, typeof(e.i)", "m",
+                         "q");
+        const std::string both = "SELECT q.id, $T.id FROM q JOIN $T ON q." + dice.pick(kColumns) + operation + "$T.";
+        expect_same_rows(db, both + dice.pick(kColumns) + " ORDER BY 1, 2", "u", "w");
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+}  // namespace

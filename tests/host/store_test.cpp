@@ -1,0 +1,70 @@
+// The store by itself: the order of values, and code runs.
+#include "store/dictionary.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace {
+
+using qvk::Type;
+using qvk::ValueView;
+
+ValueView integer(int64_t value) { return {Type::integer, value, 0, {}}; }
+
+ValueView real(double value) { return {Type::real, 0, value, {}}; }
+
+TEST(ValueOrder, IsExactBetweenIntegersAndReals) {
+    constexpr int64_t kLargest = std::numeric_limits<int64_t>::max(), kSmallest = std::numeric_limits<int64_t>::min();
+    constexpr double kTwoTo63 = 9223372036854775808.0;
+    const ValueView ascending[] = {{},
+                                   real(-1e300),
+                                   integer(kSmallest),
+                                   integer(kSmallest + 1),
+                                   real(-1.5),
+                                   integer(-1),
+                                   real(-0.5),
+                                   integer(0),
+                                   real(0.5),
+                                   integer(1),
+                                   real(1.5),
+                                   real(9007199254740992.0),
+                                   integer(9007199254740993),
+                                   integer(kLargest),
+                                   real(kTwoTo63),
+                                   {Type::text, 0, 0, ""},
+                                   {Type::text, 0, 0, "a"},
+                                   {Type::text, 0, 0, "ab"},
+                                   {Type::text, 0, 0, "\x80"},
+                                   {Type::blob, 0, 0, ""}};
+    for (size_t a = 0; a < std::size(ascending); ++a) {
+        for (size_t b = 0; b < std::size(ascending); ++b) {
+            EXPECT_EQ(qvk::compare(ascending[a], ascending[b]) < 0, a < b) << a << ' ' << b;
+        }
+    }
+    EXPECT_EQ(qvk::compare(integer(kSmallest), real(-kTwoTo63)), 0);
+    EXPECT_EQ(qvk::compare(real(-0.0), integer(0)), 0);
+}
+
+// 1 and 1.0 share a rank, so an equality takes both codes; NULL's code 0 is in no run of a comparison.
+TEST(CodeRuns, CoverEqualRanksAndLeaveNullOut) {
+    qvk::Dictionary dictionary;
+    for (const ValueView value : {ValueView{}, integer(1), real(1.0), integer(2), integer(4), integer(7)}) {
+        dictionary.values.emplace_back(value);
+    }
+    const auto runs = [&](qvk::Predicate::Kind kind, std::vector<int64_t> values) {
+        qvk::Predicate predicate;
+        predicate.kind = kind;
+        for (const int64_t value : values) {
+            predicate.values.emplace_back(integer(value));
+        }
+        return qvk::runs_of(dictionary, predicate);
+    };
+    using Runs = std::vector<qvk::CodeRun>;
+    EXPECT_EQ(runs(qvk::Predicate::Kind::any_of, {1}), (Runs{{1, 2}}));
+    EXPECT_EQ(runs(qvk::Predicate::Kind::any_of, {7, 1, 2, 3, 7}), (Runs{{1, 3}, {5, 5}}));
+    EXPECT_EQ(runs(qvk::Predicate::Kind::none_of, {2}), (Runs{{1, 2}, {4, 5}}));
+    EXPECT_EQ(runs(qvk::Predicate::Kind::is_null, {}), (Runs{{0, 0}}));
+    EXPECT_EQ(runs(qvk::Predicate::Kind::any_of, {}), Runs{});
+}
+
+}  // namespace
