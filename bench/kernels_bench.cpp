@@ -32,7 +32,10 @@ struct WorkingSet {
     size_t bytes;
 };
 
-// Half the first cache, half the second, and twice what the last holds.
+// Kernels take a row's bit position in 32 bits.
+constexpr size_t kLargestPayload = (size_t{1} << 29) - 4096;
+
+// Half the first cache, half the second, and twice what the last holds, as far as payloads go.
 std::vector<WorkingSet> working_sets() {
     const auto cache_bytes = [](int level, long otherwise) {
         const long bytes = sysconf(level);
@@ -41,7 +44,7 @@ std::vector<WorkingSet> working_sets() {
     const size_t last = cache_bytes(_SC_LEVEL3_CACHE_SIZE, 32 << 20);
     return {{"L1", cache_bytes(_SC_LEVEL1_DCACHE_SIZE, 32 << 10) / 2},
             {"L2", cache_bytes(_SC_LEVEL2_CACHE_SIZE, 512 << 10) / 2},
-            {"RAM", std::max<size_t>(size_t{256} << 20, 2 * last)}};
+            {"RAM", std::clamp<size_t>(2 * last, size_t{256} << 20, kLargestPayload)}};
 }
 
 // Random bytes for all benchmarks together; grown to the largest working set before the first run.
@@ -76,8 +79,9 @@ struct Work {
 // Measures calls of what body() gives. The machine loop is the benchmark that stands for what the machine can do; a
 // rate is told as a share of its rate.
 template <typename Body>
-void measure(const std::string &name, const std::string &machine_loop, Work work, Body body) {
-    rates.push_back({name, machine_loop});
+void measure(const std::string &name, const std::string &machine_loop, Work work, Body body,
+             const std::string &plain_loop = "") {
+    rates.push_back({name, machine_loop, plain_loop});
     benchmark::RegisterBenchmark(name.c_str(), [work, body](benchmark::State &state) {
         auto call = body();
         for (auto _ : state)
@@ -96,7 +100,7 @@ uint32_t width_of_slot(uint32_t slot) {
     return 0;
 }
 
-// One kernel over the shared bytes as its payload. Keys are a quarter and three quarters of the largest code.
+// One kernel over the shared bytes as its payload. Keys lie about a quarter from either end.
 struct Scan {
     uint32_t slot, rows;
     uint64_t lower, upper;
@@ -109,8 +113,8 @@ struct Scan {
     Scan(uint32_t scanned_slot, uint32_t scanned_rows, uint32_t selected_one_in)
         : slot(scanned_slot), rows(scanned_rows), result(size_t{scanned_rows} / 64 + 1) {
         const uint64_t largest = ~uint64_t{0} >> (64 - width_of_slot(slot));
-        lower = largest / 4;
-        upper = largest / 4 * 3;
+        lower = largest / 4 + 1;
+        upper = largest - largest / 4;
         source.data = const_cast<uint8_t *>(shared_bytes());
         source.enc_ctx = &encoding;
         source.row_count = destination.row_count = rows;
@@ -135,13 +139,36 @@ struct Scan {
     }
 };
 
+std::string plain_scan_name(uint32_t width) { return "plain_ge_le_" + std::to_string(width) + "bit/"; }
+
+// The plain loop over codes of each width that has kernels.
+void register_plain_scans(const WorkingSet &set) {
+    for (uint32_t width = 1; width <= 64; ++width) {
+        const PlainScan scan = plain_scan(width);
+        if (!scan)
+            continue;
+        const size_t rows = set.bytes * 8 / width;
+        measure(plain_scan_name(width) + set.name, "read/" + std::string(set.name), {set.bytes, rows}, [=] {
+            const auto result = std::make_shared<std::vector<uint64_t>>(rows / 64 + 1);
+            const uint64_t largest = ~uint64_t{0} >> (64 - width);
+            return [=] {
+                const uint64_t lower = largest / 4 + 1, upper = largest - largest / 4;
+                benchmark::DoNotOptimize(scan(shared_bytes(), lower, upper, result->data(), uint32_t(rows)));
+                benchmark::ClobberMemory();
+            };
+        });
+    }
+}
+
 // A selection of one row in so many, or none. Rows a second are rows tested.
 void measure_scan(const std::string &set, uint32_t slot, Work work, uint32_t selected_one_in = 0) {
     const Work tested = {work.bytes, selected_one_in == 0 ? work.rows : work.rows / selected_one_in};
-    measure(std::string(kdzk_dispatch_names[slot]) + "/" + set, "read/" + set, tested, [=] {
+    const auto body = [=] {
         const auto scan = std::make_shared<Scan>(slot, uint32_t(work.rows), selected_one_in);
         return [scan] { (*scan)(); };
-    });
+    };
+    measure(std::string(kdzk_dispatch_names[slot]) + "/" + set, "read/" + set, tested, body,
+            plain_scan_name(width_of_slot(slot)) + set);
 }
 
 bool is_live_dict_predicate(uint32_t slot) {
@@ -166,13 +193,6 @@ void register_machine(const WorkingSet &set) {
     const size_t bytes = set.bytes;
     const std::string read = std::string("read/") + set.name;
     measure(read, read, {bytes, 0}, [=] { return [=] { benchmark::DoNotOptimize(read_all(shared_bytes(), bytes)); }; });
-    measure(std::string("scalar_eq_8bit/") + set.name, read, {bytes, bytes}, [=] {
-        const auto result = std::make_shared<std::vector<uint64_t>>(bytes / 64);
-        return [=] {
-            benchmark::DoNotOptimize(compare_bytes(shared_bytes(), 7, result->data(), uint32_t(bytes)));
-            benchmark::ClobberMemory();
-        };
-    });
 }
 
 // Two sources and a destination, a third of the working set each.
@@ -249,6 +269,7 @@ int main(int argc, char **argv) {
             [] { return [] { benchmark::DoNotOptimize(dependent_adds(1 << 16)); }; });
     for (const WorkingSet &set : working_sets()) {
         register_machine(set);
+        register_plain_scans(set);
         register_bit_vectors(set);
         register_predicates(set);
     }

@@ -2,7 +2,10 @@
 
 #include <immintrin.h>
 
+#include <algorithm>
 #include <bit>
+#include <cstring>
+#include <utility>
 
 uint64_t read_all(const void *from, size_t bytes) {
     const __m128i *at = static_cast<const __m128i *>(from), *end = at + bytes / sizeof(__m128i);
@@ -43,16 +46,69 @@ size_t list_rows_bit_by_bit(const uint64_t *words, uint32_t rows, uint32_t *out)
     return listed;
 }
 
-uint32_t compare_bytes(const uint8_t *codes, uint8_t key, uint64_t *res_bv, uint32_t rows) {
+namespace {
+
+template <typename T>
+T load_swapped(const uint8_t *at) {
+    T value;
+    std::memcpy(&value, at, sizeof value);
+    if constexpr (sizeof value == 2)
+        return __builtin_bswap16(value);
+    else if constexpr (sizeof value == 4)
+        return __builtin_bswap32(value);
+    else
+        return __builtin_bswap64(value);
+}
+
+template <uint32_t kWidth>
+uint64_t code_at(const uint8_t *payload, uint64_t row) {
+    if constexpr (kWidth == 8)
+        return payload[row];
+    else if constexpr (kWidth == 16)
+        return load_swapped<uint16_t>(payload + row * 2);
+    else if constexpr (kWidth == 32)
+        return load_swapped<uint32_t>(payload + row * 4);
+    else if constexpr (kWidth == 64)
+        return load_swapped<uint64_t>(payload + row * 8);
+    else
+        return load_swapped<uint64_t>(payload + row * kWidth / 8) << row * kWidth % 8 >> (64 - kWidth);
+}
+
+template <uint32_t kWidth>
+uint32_t scan_plainly(const uint8_t *payload, uint64_t lower, uint64_t upper, uint64_t *res_bv, uint32_t rows) {
     uint32_t hits = 0;
-    for (uint32_t word = 0; word < rows / 64; ++word) {
+    for (uint32_t row = 0; row < rows; row += 64) {
+        const uint32_t in_word = std::min(64u, rows - row);
         uint64_t bits = 0;
-        for (uint32_t i = 0; i < 64; ++i)
-            bits |= uint64_t{codes[word * 64 + i] == key} << i;
-        res_bv[word] = bits;
+        for (uint32_t i = 0; i < in_word; ++i) {
+            const uint64_t code = code_at<kWidth>(payload, row + i);
+            bits |= uint64_t((lower <= code) & (code <= upper)) << i;
+        }
+        res_bv[row / 64] = bits;
         hits += uint32_t(std::popcount(bits));
     }
     return hits;
+}
+
+template <uint32_t... width>
+PlainScan find_scan(uint32_t wanted, std::integer_sequence<uint32_t, width...>) {
+    PlainScan found = nullptr;
+    ((wanted == width + 1 ? void(found = scan_plainly<width + 1>) : void()), ...);
+    return found;
+}
+
+}  // namespace
+
+PlainScan plain_scan(uint32_t width_bits) {
+    switch (width_bits) {
+    case 24:
+        return scan_plainly<24>;
+    case 32:
+        return scan_plainly<32>;
+    case 64:
+        return scan_plainly<64>;
+    }
+    return find_scan(width_bits, std::make_integer_sequence<uint32_t, 20>());
 }
 
 uint64_t dependent_adds(uint64_t count) {

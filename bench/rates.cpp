@@ -45,8 +45,9 @@ void print_ratio(double value, double of) {
 void RateTable::Finalize() {
     const double cycles_per_second = best_of("dependent_adds/core").rows_per_second;
     std::printf("\n%.2f GHz by a chain of dependent additions\n", cycles_per_second / 1e9);
-    std::printf("%-48s %10s %10s %12s %12s %12s\n", "", "GB/s", "Grows/s", "rows/cycle", "of machine", "ns a call");
-    for (const auto &[name, machine_loop] : rates_) {
+    std::printf("%-48s %10s %10s %12s %12s %12s %12s\n", "", "GB/s", "Grows/s", "rows/cycle", "of machine",
+                "x plain loop", "ns a call");
+    for (const auto &[name, machine_loop, plain_loop] : rates_) {
         const Rate rate = best_of(name), machine = best_of(machine_loop);
         if (rate.nanoseconds == 0)
             continue;
@@ -56,6 +57,7 @@ void RateTable::Finalize() {
             print_ratio(rate.bytes_per_second, machine.bytes_per_second);
         else
             print_ratio(rate.rows_per_second, machine.rows_per_second);
+        print_ratio(rate.rows_per_second, best_of(plain_loop).rows_per_second);
         std::printf(" %12.1f\n", rate.nanoseconds);
     }
 }

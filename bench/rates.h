@@ -9,12 +9,14 @@
 #include <utility>
 #include <vector>
 
-// A benchmark and the one that stands for what the machine can do, whose rate in the same run it is compared with.
+// A benchmark, the one that stands for what the machine can do, and the one that does the same in a plain loop, with
+// whose rates in the same run it is compared.
 struct NamedRate {
-    std::string name, machine_loop;
+    std::string name, machine_loop, plain_loop;
 };
 
-// Keeps the best of the repetitions and prints a table at the end: rates, rows a cycle, share of the machine loop.
+// Keeps the best of the repetitions and prints a table at the end: rates, rows a cycle, share of the machine loop,
+// multiple of the plain one.
 class RateTable : public benchmark::ConsoleReporter {
   public:
     // In the order of the table.

@@ -29,6 +29,7 @@ void store(void *at, T value) {
     memcpy(at, &value, sizeof value);
 }
 
+inline uint8_t byte_swapped(uint8_t value) { return value; }
 inline uint16_t byte_swapped(uint16_t value) { return __builtin_bswap16(value); }
 inline uint32_t byte_swapped(uint32_t value) { return __builtin_bswap32(value); }
 inline uint64_t byte_swapped(uint64_t value) { return __builtin_bswap64(value); }

@@ -65,6 +65,10 @@ enum {
     KDZK_RAN_SELECTIVE_SET = 0x400 /* a set kernel took its selective body */
 };
 
+/* Bytes that must be readable behind a payload of dictionary codes, that is behind the byte that holds the last code's
+ * last bit; what they hold doesn't matter. Widths of 8, 16, 32 and 64 bits need none. */
+enum { KDZK_DICT_SLACK_BYTES = 8 };
+
 /* kdzk_vec.row_flags entries. */
 enum { KDZK_ROW_VALUE = 0, KDZK_ROW_EMPTY = 2 };
 
@@ -258,8 +262,12 @@ typedef union kdzk_kernel {
  *            when the source is decompressed; KDZK_RAN_SELECTIVE in a selective call.
  * Result     row r's bit is set if its value passes the operator, its bit in filter_bv is set (where there is one) and
  *            its bit in sel_bv is set (where there is one). Bits at and above rows are zero.
+ * 1 bit      dict kernels of 1 bit decide on the key in full scans and differ in three ways, kept on purpose. Where the
+ *            result is the codes' complement, bits at and above rows in its last word are ones before the masks are
+ *            applied. In the null form filter_bv isn't read. A key above 1 counts as 1, but in a range, which then hits
+ *            nothing, and for plain ne, where it counts as 0; selective calls compare with it.
  * Overlap    res_bv must not overlap the payload, filter_bv or sel_bv.
- * Slack      8-bit dict: none, the payload isn't read past its last row.
+ * Slack      dict: KDZK_DICT_SLACK_BYTES; at 8, 16, 32 and 64 bits none, the payload isn't read past its last row.
  * Returns    KDZK_STATUS_OK if hit_count isn't 0, else KDZK_STATUS_NO_HIT.
  * Fails      only when the source's stream can't be decoded: see host_raise_internal_error. */
 

@@ -41,7 +41,7 @@ template <typename Encoding, Operator op>
         const uint32_t word_index = row / kWordBits;
         uint64_t word = 0;
         do {
-            word |= uint64_t{passes<op>(Encoding::value_at(payload, row), keys)} << row % kWordBits;
+            word |= uint64_t{passes<op, Encoding::kForm>(Encoding::value_at(payload, row), keys)} << row % kWordBits;
         } while (++row < rows && row % kWordBits != 0);
         or_word(res_bv, word_index, word);
         count += ones_in(word);
@@ -52,7 +52,7 @@ template <typename Encoding, Operator op>
 // The whole of a kernel but for its name: `selective` is its named selective body. Inlined into the function that
 // carries the name, so that the loops show under it in a profile.
 template <typename Encoding, Operator op, auto selective>
-requires PredicateEncoding<Encoding>
+requires BlockEncoding<Encoding>
 [[gnu::always_inline]] inline uint64_t main_body(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *lower,
                                                  const kdzk_pred *upper, kdzk_exec_ctx *ctx) {
     if (asks_for_selected_rows(ctx))
@@ -73,10 +73,7 @@ requires PredicateEncoding<Encoding>
     uint32_t count = scan_blocks<Encoding>(payload, res_bv, blocks, test);
     clear_rows_from(res_bv, done, rows);
     count += scan_tail<Encoding, op>(payload, res_bv, done, rows, keys);
-    keep_rows_in(src->filter_bv, res_bv, &count, rows);
-    if (ctx)
-        keep_rows_in(ctx->sel_bv, res_bv, &count, rows);
-    return finish(dst, count);
+    return close(dst, src->filter_bv, ctx, count);
 }
 
 }  // namespace kdzk

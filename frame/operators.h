@@ -52,17 +52,19 @@ struct Keys {
     Key lower, upper;
 };
 
-// Whether a value passes: the meaning of the operators, on unsigned integers.
-template <Operator op, typename Key>
+// Whether a value passes: the meaning of the operators, on unsigned integers. In the null form 0 is NULL, with which no
+// comparison is true.
+template <Operator op, Form form, typename Key>
 constexpr bool passes(Key value, Keys<Key> keys) {
     constexpr OperatorRow row = row_of(op);
+    const bool is_value = form != Form::null || value != 0;
     if constexpr (row.equality)
-        return (value == keys.lower) != row.complemented;
+        return is_value & ((value == keys.lower) != row.complemented);
     const bool above =
         row.lower == Bound::none || (row.lower == Bound::open ? value > keys.lower : value >= keys.lower);
     const bool below =
         row.upper == Bound::none || (row.upper == Bound::open ? value < keys.upper : value <= keys.upper);
-    return above & below;
+    return is_value & above & below;
 }
 
 // A run of values, bounds included, or none.
@@ -72,13 +74,14 @@ struct ClosedRange {
     bool empty;
 };
 
-// The values between smallest and largest that an operator lets pass: every predicate on unsigned integers is a closed
-// range, or the complement of one. For ne it is the range of what doesn't pass.
-template <Operator op, typename Key>
-constexpr ClosedRange<Key> passing_range(Keys<Key> keys, Key smallest, Key largest) {
+// The values up to largest that an operator lets pass: every predicate on unsigned integers is a closed range, or the
+// complement of one. For ne it is the range of what doesn't pass, and never empty.
+template <Operator op, Form form, typename Key>
+constexpr ClosedRange<Key> passing_range(Keys<Key> keys, Key largest) {
     constexpr OperatorRow row = row_of(op);
+    constexpr Key smallest = form == Form::null ? 1 : 0;
     if constexpr (row.equality)
-        return {keys.lower, keys.lower, false};
+        return {keys.lower, keys.lower, keys.lower < smallest && !row.complemented};
     // An open bound moves in by one; where there is no value to move to, or the bounds have crossed, nothing passes.
     if ((row.lower == Bound::open && keys.lower >= largest) || (row.upper == Bound::open && keys.upper <= smallest))
         return {0, 0, true};

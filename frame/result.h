@@ -23,4 +23,12 @@ inline uint64_t finish(kdzk_vec *dst, uint32_t count) {
     return count == 0 ? KDZK_STATUS_NO_HIT : KDZK_STATUS_OK;
 }
 
+// The end of a main body: both masks, where there are any, then the count.
+inline uint64_t close(kdzk_vec *dst, const uint64_t *filter_bv, const kdzk_exec_ctx *ctx, uint32_t count) {
+    keep_rows_in(filter_bv, dst->res_bv, &count, dst->row_count);
+    if (ctx)
+        keep_rows_in(ctx->sel_bv, dst->res_bv, &count, dst->row_count);
+    return finish(dst, count);
+}
+
 }  // namespace kdzk

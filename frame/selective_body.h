@@ -21,13 +21,13 @@ inline void mark_ran(kdzk_exec_ctx *ctx, uint32_t flag) {
 template <typename Encoding, Operator op>
 [[gnu::always_inline]] inline uint32_t test_row(const uint8_t *payload, uint64_t *res_bv, uint32_t row,
                                                 Keys<typename Encoding::Key> keys) {
-    const bool hit = passes<op>(Encoding::value_at(payload, row), keys);
+    const bool hit = passes<op, Encoding::kForm>(Encoding::value_at(payload, row), keys);
     or_bit(res_bv, row, hit);
     return hit;
 }
 
 template <typename Encoding, Operator op>
-requires PredicateEncoding<Encoding>
+requires RowEncoding<Encoding>
 [[gnu::always_inline]] inline uint64_t selective_body(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *lower,
                                                       const kdzk_pred *upper, kdzk_exec_ctx *ctx) {
     const uint8_t *payload = payload_of<kernel_id<Encoding>(selective_name_of(op))>(src, ctx);

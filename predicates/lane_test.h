@@ -5,8 +5,9 @@
 //     t > last - first          in unsigned order: these are the codes outside
 //
 // The processor level compares signed only, so the top bit of both sides is flipped. On the left that costs nothing: it
-// goes into the constant that is subtracted. Equality needs one instruction. Where a test finds the rows that don't
-// pass, the complement is taken of the assembled result words.
+// goes into the constant that is subtracted. Where no code reaches its lane's top bit and one bound is the end of the
+// order, a single compare does. Where a test finds the rows that don't pass, the complement is taken of the assembled
+// result words.
 //
 // The textbook form (flip the top bit of each code, compare with each bound, combine) needs four instructions a vector
 // for two bounds, and a copy of the key where it is the greater side.
@@ -17,37 +18,64 @@
 
 namespace kdzk {
 
-template <Operator op, typename Key, int kBits>
+enum class LaneForm : uint8_t {
+    equal,          // to the first value
+    equal_or_null,  // to the first value or to 0: what ne over a column with NULLs doesn't let pass
+    above,          // the lanes from the first value on
+    past,           // the lanes behind the last value
+    outside,        // the lanes below the first value or behind the last
+};
+
+// `signed_order`: no code reaches its lane's top bit.
+constexpr LaneForm lane_form(Operator op, Form form, bool signed_order) {
+    const OperatorRow row = row_of(op);
+    const bool nulls = form == Form::null;
+    if (row.equality)
+        return nulls && row.complemented ? LaneForm::equal_or_null : LaneForm::equal;
+    if (signed_order && row.upper == Bound::none)
+        return LaneForm::above;
+    if (signed_order && row.lower == Bound::none && !nulls)
+        return LaneForm::past;
+    return LaneForm::outside;
+}
+
+// Built once, before the loop, from the first and the last value that pass as the lanes hold them. Of an equality, both
+// are the key.
+template <int kBits, LaneForm form>
 struct LaneTest {
-    static constexpr bool kEquality = row_of(op).equality;
-    static constexpr Key kTopBit = Key(Key{1} << (kBits - 1));
+    Lanes<kBits> low, high;
 
-    Lanes<kBits> first;  // the first value that passes, its top bit flipped; of an equality, the key
-    Lanes<kBits> span;   // the last value that passes less the first, its top bit flipped
-    bool none;           // no value passes
-
-    explicit LaneTest(Keys<Key> keys) {
-        const ClosedRange<Key> range = passing_range<op>(keys, Key{0}, Key(~Key{0}));
-        none = range.empty;
-        first = spread(kEquality ? range.first : Key(range.first ^ kTopBit));
-        span = spread(Key((range.last - range.first) ^ kTopBit));
+    LaneTest(Lanes<kBits> first, Lanes<kBits> last) : low(first), high(last) {
+        using Value = UnsignedOf<kBits>;
+        const Lanes<kBits> top_bits = spread(Value(Value{1} << (kBits - 1)));
+        if constexpr (form == LaneForm::above)
+            low = minus(first, spread(Value{1}));
+        if constexpr (form == LaneForm::outside) {
+            low = differing(first, top_bits);
+            high = differing(minus(last, first), top_bits);
+        }
+        if constexpr (form == LaneForm::equal_or_null)
+            high = spread(Value{0});
     }
 
-    bool passes_none() const { return none; }
-
-    // All ones in the lanes whose codes equal the key, or lie outside the range.
+    // All ones in the lanes that the form names.
     Lanes<kBits> operator()(Lanes<kBits> codes) const {
-        if constexpr (kEquality)
-            return equal(codes, first);
+        if constexpr (form == LaneForm::equal)
+            return equal(codes, low);
+        else if constexpr (form == LaneForm::equal_or_null)
+            return either(equal(codes, low), equal(codes, high));
+        else if constexpr (form == LaneForm::above)
+            return greater(codes, low);
+        else if constexpr (form == LaneForm::past)
+            return greater(codes, high);
         else
-            return greater(minus(codes, first), span);
-    }
-
-    // Result words from assembled tests.
-    template <typename Word>
-    static Word completed(Word word) {
-        return kEquality != row_of(op).complemented ? word : Word(~word);
+            return greater(minus(codes, low), high);
     }
 };
+
+// Whether the lanes that the form names are those that don't pass.
+constexpr bool finds_misses(Operator op, LaneForm form) {
+    return row_of(op).complemented || form == LaneForm::past || form == LaneForm::outside;
+}
 
 }  // namespace kdzk

@@ -34,7 +34,7 @@ class CompressedSourceTest : public testing::TestWithParam<std::tuple<Kernel, bo
 
     void expect_answer(uint64_t status, const kdzk_exec_ctx *ctx) {
         const uint64_t *const selection = ctx != nullptr ? &selection_ : nullptr;
-        const auto expected = predicate(kernel_, codes_, keys_, nullptr, selection);
+        const auto expected = predicate(kernel_, codes_, keys_, {nullptr, selection, selective_});
         EXPECT_EQ(status, expected.status);
         EXPECT_EQ(call_.dst.hit_count, expected.hit_count);
         EXPECT_EQ(result_, expected.words[0]);

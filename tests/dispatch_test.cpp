@@ -15,9 +15,7 @@ using reference::Kernel;
 
 // The families built so far; a family joins with its line here.
 bool stands(const Kernel &kernel) {
-    return is_stub(kernel)
-           || (kernel.kernel_class == KDZK_CLASS_DICT && is_predicate(kernel) && kernel.width_bits == 8
-               && kernel.form == KDZK_FORM_PLAIN);
+    return is_stub(kernel) || (kernel.kernel_class == KDZK_CLASS_DICT && is_predicate(kernel));
 }
 
 TEST(DispatchTable, HoldsWhatStandsAndNothingElse) {

@@ -6,6 +6,8 @@
 
 namespace {
 
+using reference::Keys;
+
 TEST(Reference, PacksCodesFromTheHighestBitDown) {
     EXPECT_EQ(reference::write_codes({5, 1, 7}, 3), (std::vector<uint8_t>{0xA7, 0x80}));
     EXPECT_EQ(reference::write_codes({0, 1, 2, 3, 4, 5, 6, 7}, 3), (std::vector<uint8_t>{0x05, 0x39, 0x77}));
@@ -24,6 +26,22 @@ TEST(Reference, KeepsNullsOutOfEveryOperator) {
         for (uint64_t lower = 0; lower < 3; ++lower)
             EXPECT_FALSE(reference::hits({KDZK_CLASS_DICT, 8, operation, KDZK_FORM_NULL}, 0, {lower, 2}));
     EXPECT_TRUE(reference::hits({KDZK_CLASS_DICT, 8, KDZK_OP_NE, KDZK_FORM_NULL}, 1, {0, 0}));
+}
+
+TEST(Reference, DecidesAt1BitOnAnyKeyAndAsTheOperatorsOnCodes) {
+    const uint64_t all = ~uint64_t{0};
+    const auto bits = [](uint32_t operation, uint32_t form, Keys keys, const uint64_t *selected) {
+        return predicate({KDZK_CLASS_DICT, 1, operation, form}, {0, 1}, keys, {nullptr, selected, true}).words[0];
+    };
+    for (uint32_t operation = KDZK_OP_EQ; operation <= KDZK_OP_GE_LE; ++operation)
+        for (const uint32_t form : {KDZK_FORM_PLAIN, KDZK_FORM_NULL})
+            for (const Keys keys : {Keys{0, 0}, Keys{0, 1}, Keys{1, 0}, Keys{1, 1}})
+                EXPECT_EQ(bits(operation, form, keys, nullptr) % 4, bits(operation, form, keys, &all))
+                    << operation << ", form " << form << ", keys " << keys.lower << keys.upper;
+    EXPECT_EQ(bits(KDZK_OP_LT, KDZK_FORM_PLAIN, {2, 0}, nullptr), ~uint64_t{2});
+    EXPECT_EQ(bits(KDZK_OP_NE, KDZK_FORM_PLAIN, {2, 0}, nullptr), 2u);
+    EXPECT_EQ(bits(KDZK_OP_NE, KDZK_FORM_NULL, {2, 0}, nullptr), 0u);
+    EXPECT_EQ(bits(KDZK_OP_GT_LE, KDZK_FORM_PLAIN, {0, 2}, nullptr), 0u);
 }
 
 TEST(RandomData, ReachesTheCorners) {

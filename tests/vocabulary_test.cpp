@@ -1,8 +1,10 @@
-// Each word of the vector vocabulary against a scalar loop, over all pairs of bytes.
+// vocabulary_test.cpp: each word of the vector vocabulary against a scalar loop, at every lane width it has.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <bit>
+#include <limits>
+#include <vector>
 
 #include "lanes.h"
 
@@ -10,62 +12,126 @@ namespace {
 
 using Bytes = std::array<uint8_t, kdzk::kVectorBytes>;
 
-Bytes bytes_of(auto lanes) { return std::bit_cast<Bytes>(lanes.raw); }
+template <int kBits>
+using Values = std::array<kdzk::UnsignedOf<kBits>, kdzk::kVectorBytes * 8 / kBits>;
 
-// Calls check(a, b, bytes of a, bytes of b) so that every pair of bytes meets in some lane.
-template <typename Check>
-void for_all_pairs(Check check) {
-    for (int a = 0; a < 256; ++a) {
-        for (int b = 0; b < 256; b += kdzk::kVectorBytes) {
-            Bytes left, right;
-            for (int lane = 0; lane < kdzk::kVectorBytes; ++lane) {
-                left[size_t(lane)] = uint8_t(a);
-                right[size_t(lane)] = uint8_t(b + lane);
-            }
-            check(left, right);
+template <int kBits>
+Values<kBits> values_of(kdzk::Lanes<kBits> lanes) {
+    return std::bit_cast<Values<kBits>>(lanes.raw);
+}
+
+template <int kBits>
+kdzk::Lanes<kBits> lanes_of(const Values<kBits> &values) {
+    return kdzk::load_lanes<kBits>(values.data());
+}
+
+// All bytes; of wider lanes the ends, the middle, single bits and what lies beside them.
+template <int kBits>
+std::vector<kdzk::UnsignedOf<kBits>> extremes() {
+    using Value = kdzk::UnsignedOf<kBits>;
+    std::vector<Value> values;
+    for (int bit = 0; bit < kBits; ++bit)
+        for (const int beside : {-1, 0, 1})
+            values.push_back(Value((Value{1} << bit) + Value(beside)));
+    for (int byte = 0; byte < 256; ++byte)
+        values.push_back(Value(Value(byte) * (std::numeric_limits<Value>::max() / 255)));
+    return values;
+}
+
+// Every pair of extremes meets in some lane.
+template <int kBits, typename Word, typename Scalar>
+void expect_lanewise(Word word, Scalar scalar) {
+    const auto values = extremes<kBits>();
+    for (const auto a : values)
+        for (size_t at = 0; at < values.size(); at += Values<kBits>().size()) {
+            Values<kBits> left, right;
+            left.fill(a);
+            for (size_t lane = 0; lane < right.size(); ++lane)
+                right[lane] = values[(at + lane) % values.size()];
+            const auto got = values_of(word(lanes_of<kBits>(left), lanes_of<kBits>(right)));
+            for (size_t lane = 0; lane < right.size(); ++lane)
+                ASSERT_EQ(got[lane], kdzk::UnsignedOf<kBits>(scalar(left[lane], right[lane])))
+                    << kBits << " bits: " << uint64_t{left[lane]} << ", " << uint64_t{right[lane]};
         }
+}
+
+template <int kBits>
+void expect_words_of_width() {
+    using Value = kdzk::UnsignedOf<kBits>;
+    using Signed = std::make_signed_t<Value>;
+    constexpr Value kAll = std::numeric_limits<Value>::max();
+    expect_lanewise<kBits>([](auto a, auto b) { return both(a, b); }, [](Value a, Value b) { return a & b; });
+    expect_lanewise<kBits>([](auto a, auto b) { return either(a, b); }, [](Value a, Value b) { return a | b; });
+    expect_lanewise<kBits>([](auto a, auto b) { return differing(a, b); }, [](Value a, Value b) { return a ^ b; });
+    expect_lanewise<kBits>([](auto a, auto b) { return without(a, b); }, [](Value a, Value b) { return ~a & b; });
+    expect_lanewise<kBits>([](auto, auto b) { return complement(b); }, [](Value, Value b) { return ~b; });
+    expect_lanewise<kBits>([](auto a, auto b) { return equal(a, b); },
+                           [](Value a, Value b) { return a == b ? kAll : 0; });
+    expect_lanewise<kBits>([](auto a, auto b) { return greater(a, b); },
+                           [](Value a, Value b) { return Signed(a) > Signed(b) ? kAll : 0; });
+    expect_lanewise<kBits>([](auto a, auto b) { return minus(a, b); }, [](Value a, Value b) { return a - b; });
+    for (const Value value : extremes<kBits>())
+        for (const Value lane : values_of(kdzk::spread(value)))
+            ASSERT_EQ(lane, value);
+}
+
+TEST(Vocabulary, LanewiseWords) {
+    expect_words_of_width<8>();
+    expect_words_of_width<16>();
+    expect_words_of_width<32>();
+    expect_words_of_width<64>();
+    const auto product = [](uint64_t a, uint64_t b) { return a * b; };
+    expect_lanewise<16>([](auto a, auto b) { return times(a, b); }, product);
+    expect_lanewise<32>([](auto a, auto b) { return times(a, b); }, product);
+}
+
+// Comparison results of every pattern keep their order and become half as wide.
+template <int kBits>
+void expect_narrowing() {
+    constexpr size_t lanes = Values<kBits>().size();
+    for (uint32_t pattern = 0; pattern < 1u << 2 * lanes; ++pattern) {
+        Values<kBits> halves[2] = {};
+        for (size_t lane = 0; lane < 2 * lanes; ++lane)
+            halves[lane / lanes][lane % lanes] = kdzk::UnsignedOf<kBits>(pattern >> lane & 1 ? -1 : 0);
+        const auto narrowed = values_of(narrow(lanes_of<kBits>(halves[0]), lanes_of<kBits>(halves[1])));
+        for (size_t lane = 0; lane < 2 * lanes; ++lane)
+            ASSERT_EQ(narrowed[lane], kdzk::UnsignedOf<kBits / 2>(pattern >> lane & 1 ? -1 : 0));
     }
 }
 
-template <typename Word, typename Scalar>
-void expect_bytewise(Word word, Scalar scalar) {
-    for_all_pairs([&](const Bytes &left, const Bytes &right) {
-        const Bytes got = bytes_of(word(kdzk::load_lanes<8>(left.data()), kdzk::load_lanes<8>(right.data())));
-        for (size_t lane = 0; lane < got.size(); ++lane)
-            ASSERT_EQ(got[lane], uint8_t(scalar(left[lane], right[lane])))
-                << int(left[lane]) << ", " << int(right[lane]);
-    });
+TEST(Vocabulary, Narrowing) {
+    expect_narrowing<16>();
+    expect_narrowing<32>();
+    expect_narrowing<64>();
 }
 
-TEST(Vocabulary, bytewise_words) {
-    expect_bytewise([](auto a, auto b) { return both(a, b); }, [](int a, int b) { return a & b; });
-    expect_bytewise([](auto a, auto b) { return either(a, b); }, [](int a, int b) { return a | b; });
-    expect_bytewise([](auto a, auto b) { return differing(a, b); }, [](int a, int b) { return a ^ b; });
-    expect_bytewise([](auto a, auto b) { return without(a, b); }, [](int a, int b) { return ~a & b; });
-    expect_bytewise([](auto, auto b) { return complement(b); }, [](int, int b) { return ~b; });
-    expect_bytewise([](auto a, auto b) { return equal(a, b); }, [](int a, int b) { return a == b ? 255 : 0; });
-    expect_bytewise([](auto a, auto b) { return minus(a, b); }, [](int a, int b) { return a - b; });
-    expect_bytewise([](auto a, auto b) { return greater(a, b); },
-                    [](int a, int b) { return int8_t(a) > int8_t(b) ? 255 : 0; });
-}
-
-TEST(Vocabulary, lanes_to_and_from_registers) {
-    alignas(kdzk::kVectorBytes) Bytes bytes;
+TEST(Vocabulary, BytesAndRegisters) {
+    alignas(kdzk::kVectorBytes) Bytes bytes, stored;
     for (int value = 0; value < 256; ++value) {
-        EXPECT_EQ(bytes_of(kdzk::spread(uint8_t(value)))[size_t(value) % 16], value);
-        for (size_t lane = 0; lane < bytes.size(); ++lane)
-            bytes[lane] = uint8_t(value * 37 + int(lane) * 101);
-        const auto lanes = kdzk::load_lanes<64>(bytes.data());
+        Bytes control;
+        for (size_t at = 0; at < bytes.size(); ++at) {
+            bytes[at] = uint8_t(value * 37 + int(at) * 101);
+            control[at] = uint8_t(value % 2 ? bytes[at] : value + int(at));
+        }
+        const auto lanes = kdzk::load_lanes<8>(bytes.data());
+        const Bytes picked = values_of(kdzk::pick_bytes<8>(lanes, kdzk::load_lanes<8>(control.data())));
+        const Bytes reversed = values_of(bits_reversed(lanes));
         uint32_t tops = 0;
-        for (size_t lane = 0; lane < bytes.size(); ++lane)
-            tops |= uint32_t(bytes[lane] >> 7) << lane;
-        EXPECT_EQ(top_bits(kdzk::load_lanes<8>(bytes.data())), tops);
+        for (size_t at = 0; at < bytes.size(); ++at) {
+            tops |= uint32_t(bytes[at] >> 7) << at;
+            ASSERT_EQ(picked[at], control[at] < 0x80 ? bytes[control[at] % 16] : 0);
+            for (int bit = 0; bit < 8; ++bit)
+                ASSERT_EQ(reversed[at] >> bit & 1, bytes[at] >> (7 - bit) & 1);
+        }
+        EXPECT_EQ(top_bits(lanes), tops);
         const auto words = std::bit_cast<std::array<uint64_t, 2>>(bytes);
-        EXPECT_EQ(low_word(lanes), words[0]);
-        EXPECT_EQ(high_word(lanes), words[1]);
-        alignas(kdzk::kVectorBytes) Bytes stored = {};
+        EXPECT_EQ(low_word(kdzk::seen_as<64>(lanes)), words[0]);
+        EXPECT_EQ(high_word(kdzk::seen_as<64>(lanes)), words[1]);
         store_aligned(stored.data(), lanes);
         EXPECT_EQ(stored, bytes);
+        std::array<uint8_t, kdzk::kVectorBytes + 1> shifted{};
+        store_lanes(shifted.data() + 1, lanes);
+        EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), shifted.begin() + 1));
     }
 }
 

@@ -142,23 +142,63 @@ inline bool hits(const Kernel &kernel, uint64_t value, Keys keys) {
     return by_operation[kernel.operation] && !is_null;
 }
 
+// The main bodies at 1 bit test no row: the keys, codes or not, decide what becomes of the codes as a bit vector. Bit c
+// is the answer for code c. The complement is that of whole words, with ones above the last row.
+enum Decision { nothing = 0, complement = 1, codes = 2, everything = 3 };
+
+inline Decision decision_at_1_bit(const Kernel &kernel, Keys keys) {
+    const bool is_null_form = kernel.form == KDZK_FORM_NULL;
+    const bool zero = keys.lower == 0, zero_to_one = zero && keys.upper == 1;
+    const bool only_zero = zero && keys.upper == 0, only_one = keys.lower == 1 && keys.upper == 1;
+    const Decision zeros = is_null_form ? nothing : complement, all = is_null_form ? codes : everything;
+    const Decision by_operation[] = {
+        zero ? zeros : codes,
+        zero ? nothing : zeros,
+        zero ? codes : nothing,
+        zero ? zeros : all,
+        zero ? all : codes,
+        is_null_form ? (zero ? codes : nothing) : (keys.lower == 1 ? zeros : codes),
+        nothing,
+        zero_to_one ? codes : nothing,
+        zero_to_one ? zeros : nothing,
+        zero_to_one ? all : (only_zero ? zeros : (only_one ? codes : nothing)),
+    };
+    return by_operation[kernel.operation];
+}
+
+struct Masks {
+    const uint64_t *filter, *selection;
+    bool selective;  // takes effect with a selection alone
+};
+
 struct Answer {
     std::vector<uint64_t> words;
     uint32_t hit_count;
     uint64_t status;
+    bool reads_codes;  // otherwise the payload isn't looked at
 };
 
-inline Answer predicate(const Kernel &kernel, const std::vector<uint64_t> &values, Keys keys, const uint64_t *filter,
-                        const uint64_t *selection) {
-    Answer answer{std::vector<uint64_t>((values.size() + 63) / 64), 0, KDZK_STATUS_NO_HIT};
-    for (size_t row = 0; row < values.size(); ++row) {
-        const bool wanted = (!filter || bit_at(filter, row)) && (!selection || bit_at(selection, row));
-        if (!wanted || !hits(kernel, values[row], keys))
+inline Answer predicate(const Kernel &kernel, const std::vector<uint64_t> &values, Keys keys, Masks masks) {
+    const bool decides = kernel.width_bits == 1 && !(masks.selective && masks.selection);
+    const Decision decision = decision_at_1_bit(kernel, keys);
+    if (decides && kernel.form == KDZK_FORM_NULL)
+        masks.filter = nullptr;  // odd on purpose
+    Answer answer{std::vector<uint64_t>((values.size() + 63) / 64), 0, KDZK_STATUS_NO_HIT,
+                  !decides || decision == codes || decision == complement};
+    const auto passes = [&](size_t row) {
+        if (row >= values.size())
+            return decides && decision == complement;
+        return decides ? (decision >> values[row] & 1) != 0 : hits(kernel, values[row], keys);
+    };
+    for (size_t row = 0; row < answer.words.size() * 64; ++row) {
+        const bool wanted =
+            (!masks.filter || bit_at(masks.filter, row)) && (!masks.selection || bit_at(masks.selection, row));
+        if (!wanted || !passes(row))
             continue;
         put_bit(answer.words.data(), row, true);
-        answer.hit_count += 1;
-        answer.status = KDZK_STATUS_OK;
+        answer.hit_count += row < values.size() ? 1 : 0;
     }
+    answer.status = answer.hit_count != 0 ? KDZK_STATUS_OK : KDZK_STATUS_NO_HIT;
     return answer;
 }
 

@@ -47,14 +47,15 @@ inline std::vector<uint64_t> mask(uint64_t density, uint64_t rows, Random &rando
     return words;
 }
 
-// Codes of which many are a key or its neighbour, others an extreme, a single bit or anything.
+// Codes of which many are a key, its neighbour or a bit off it, others an extreme, a single bit or anything.
 inline std::vector<uint64_t> codes_around(const std::vector<uint64_t> &keys, uint64_t largest, uint64_t rows,
                                           Random &random) {
     std::vector<uint64_t> codes(rows);
     for (uint64_t &code : codes) {
         const uint64_t near = random.one_of(keys) - 1 + random.below(3), middle = largest / 2 + random.below(2);
-        const uint64_t single = uint64_t{1} << random.below(static_cast<uint64_t>(std::bit_width(largest)));
-        const uint64_t choices[] = {random.one_of(keys), near, middle, single, 0, largest, random.word()};
+        const uint64_t bit = uint64_t{1} << random.below(static_cast<uint64_t>(std::bit_width(largest)));
+        const uint64_t choices[] = {random.one_of(keys),       near, middle,  bit,
+                                    random.one_of(keys) ^ bit, 0,    largest, random.word()};
         code = random.one_of(choices) & largest;
     }
     return codes;

@@ -7,7 +7,9 @@
 
 #include <immintrin.h>
 
+#include <array>
 #include <cstdint>
+#include <type_traits>
 
 namespace kdzk {
 
@@ -17,6 +19,12 @@ template <int kBits>
 struct Lanes {
     __m128i raw;
 };
+
+// The integer that fills a lane.
+template <int kBits>
+using UnsignedOf =
+    std::conditional_t<kBits == 8, uint8_t,
+                       std::conditional_t<kBits == 16, uint16_t, std::conditional_t<kBits == 32, uint32_t, uint64_t>>>;
 
 // How far ahead of what is being read the caches are asked for more.
 inline constexpr uint32_t kPrefetchBytes = 640, kCacheLineBytes = 64;
@@ -29,6 +37,11 @@ Lanes<kBits> load_lanes(const void *at) {
     return {_mm_loadu_si128(static_cast<const __m128i *>(at))};
 }
 
+template <int kBits>
+void store_lanes(void *at, Lanes<kBits> lanes) {
+    _mm_storeu_si128(static_cast<__m128i *>(at), lanes.raw);
+}
+
 // Stores to an address that is a multiple of sixteen.
 template <int kBits>
 void store_aligned(void *at, Lanes<kBits> lanes) {
@@ -37,6 +50,21 @@ void store_aligned(void *at, Lanes<kBits> lanes) {
 
 // The same value in every lane.
 inline Lanes<8> spread(uint8_t value) { return {_mm_set1_epi8(char(value))}; }
+inline Lanes<16> spread(uint16_t value) { return {_mm_set1_epi16(short(value))}; }
+inline Lanes<32> spread(uint32_t value) { return {_mm_set1_epi32(int(value))}; }
+inline Lanes<64> spread(uint64_t value) { return {_mm_set1_epi64x(int64_t(value))}; }
+
+// The same bytes seen as lanes of another width.
+template <int kTo, int kFrom>
+Lanes<kTo> seen_as(Lanes<kFrom> lanes) {
+    return {lanes.raw};
+}
+
+// Byte i is byte control[i] of `from`, or zero where the control's top bit is set.
+template <int kBits>
+Lanes<kBits> pick_bytes(Lanes<8> from, Lanes<8> control) {
+    return {_mm_shuffle_epi8(from.raw, control.raw)};
+}
 
 // Bitwise words, also on a general register, so that one text serves whole vectors and the units at their ends.
 template <int kBits>
@@ -67,12 +95,48 @@ inline uint64_t without(uint64_t a, uint64_t b) { return ~a & b; }
 inline uint64_t complement(uint64_t a) { return ~a; }
 
 inline Lanes<8> equal(Lanes<8> a, Lanes<8> b) { return {_mm_cmpeq_epi8(a.raw, b.raw)}; }
-
-// a - b, wrapping.
-inline Lanes<8> minus(Lanes<8> a, Lanes<8> b) { return {_mm_sub_epi8(a.raw, b.raw)}; }
+inline Lanes<16> equal(Lanes<16> a, Lanes<16> b) { return {_mm_cmpeq_epi16(a.raw, b.raw)}; }
+inline Lanes<32> equal(Lanes<32> a, Lanes<32> b) { return {_mm_cmpeq_epi32(a.raw, b.raw)}; }
+inline Lanes<64> equal(Lanes<64> a, Lanes<64> b) { return {_mm_cmpeq_epi64(a.raw, b.raw)}; }
 
 // a > b, signed.
 inline Lanes<8> greater(Lanes<8> a, Lanes<8> b) { return {_mm_cmpgt_epi8(a.raw, b.raw)}; }
+inline Lanes<16> greater(Lanes<16> a, Lanes<16> b) { return {_mm_cmpgt_epi16(a.raw, b.raw)}; }
+inline Lanes<32> greater(Lanes<32> a, Lanes<32> b) { return {_mm_cmpgt_epi32(a.raw, b.raw)}; }
+inline Lanes<64> greater(Lanes<64> a, Lanes<64> b) { return {_mm_cmpgt_epi64(a.raw, b.raw)}; }
+
+// a - b, wrapping.
+inline Lanes<8> minus(Lanes<8> a, Lanes<8> b) { return {_mm_sub_epi8(a.raw, b.raw)}; }
+inline Lanes<16> minus(Lanes<16> a, Lanes<16> b) { return {_mm_sub_epi16(a.raw, b.raw)}; }
+inline Lanes<32> minus(Lanes<32> a, Lanes<32> b) { return {_mm_sub_epi32(a.raw, b.raw)}; }
+inline Lanes<64> minus(Lanes<64> a, Lanes<64> b) { return {_mm_sub_epi64(a.raw, b.raw)}; }
+
+// a * b, the low half.
+inline Lanes<16> times(Lanes<16> a, Lanes<16> b) { return {_mm_mullo_epi16(a.raw, b.raw)}; }
+inline Lanes<32> times(Lanes<32> a, Lanes<32> b) { return {_mm_mullo_epi32(a.raw, b.raw)}; }
+
+// Two vectors of comparison results in one, a's lanes first, each lane half as wide.
+inline Lanes<8> narrow(Lanes<16> a, Lanes<16> b) { return {_mm_packs_epi16(a.raw, b.raw)}; }
+inline Lanes<16> narrow(Lanes<32> a, Lanes<32> b) { return {_mm_packs_epi32(a.raw, b.raw)}; }
+inline Lanes<32> narrow(Lanes<64> a, Lanes<64> b) { return {_mm_packs_epi32(a.raw, b.raw)}; }
+
+// The four-bit numbers with their bits in the opposite order, shifted up.
+constexpr std::array<uint8_t, kVectorBytes> reversed_halves(int shift) {
+    std::array<uint8_t, kVectorBytes> halves{};
+    for (unsigned half = 0; half < halves.size(); ++half)
+        for (unsigned bit = 0; bit < 4; ++bit)
+            halves[half] = uint8_t(halves[half] | (half >> bit & 1) << (3 - bit + unsigned(shift)));
+    return halves;
+}
+
+// Each byte with its bits in the opposite order, by a lookup of either half.
+inline Lanes<8> bits_reversed(Lanes<8> lanes) {
+    static constexpr auto kReversed = reversed_halves(0), kReversedUp = reversed_halves(4);
+    const Lanes<8> low_halves = spread(uint8_t{0x0F});
+    const Lanes<8> low = both(lanes, low_halves), high = both({_mm_srli_epi16(lanes.raw, 4)}, low_halves);
+    return either(pick_bytes<8>(load_lanes<8>(kReversedUp.data()), low),
+                  pick_bytes<8>(load_lanes<8>(kReversed.data()), high));
+}
 
 // One bit a byte lane, the lane's top bit, lane 0 lowest.
 inline uint32_t top_bits(Lanes<8> lanes) { return uint32_t(_mm_movemask_epi8(lanes.raw)); }

@@ -1,0 +1,4 @@
+#include "kdzkc_x86_dict.h"
+
+KDZK_DICT_ABOVE_A_BYTE(KDZK_DEFINE_DICT, plain)
+KDZK_DICT_ABOVE_A_BYTE(KDZK_DEFINE_DICT, null)
