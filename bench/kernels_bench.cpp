@@ -32,7 +32,7 @@ struct WorkingSet {
     size_t bytes;
 };
 
-// Kernels take a row's bit position in 32 bits.
+// Kernels take a row's bit position in 32 bits, and fewer than 2^31 rows.
 constexpr size_t kLargestPayload = (size_t{1} << 29) - 4096;
 
 // Half the first cache, half the second, and twice what the last holds, as far as payloads go.
@@ -91,13 +91,12 @@ void measure(const std::string &name, const std::string &machine_loop, Work work
     });
 }
 
-// The width behind a row of the table, or 0.
+// The width behind a row of the table.
 uint32_t width_of_slot(uint32_t slot) {
-    for (const uint32_t width :
-         {1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 12u, 13u, 14u, 15u, 16u, 17u, 18u, 19u, 20u, 24u, 32u, 64u})
-        if (kdzk_slot(KDZK_CLASS_DICT, width, 0, KDZK_FORM_PLAIN) / 128 % 32 == slot / 128 % 32)
-            return width;
-    return 0;
+    uint32_t width = 1;
+    while (kdzk_slot(KDZK_CLASS_DICT, width, 0, KDZK_FORM_PLAIN) / 128 % 32 != slot / 128 % 32)
+        ++width;
+    return width;
 }
 
 // One kernel over the shared bytes as its payload. Keys lie about a quarter from either end.
@@ -139,25 +138,34 @@ struct Scan {
     }
 };
 
-std::string plain_scan_name(uint32_t width) { return "plain_ge_le_" + std::to_string(width) + "bit/"; }
+Comparison comparison_of(uint32_t operation) {
+    if (operation == KDZK_OP_EQ || operation == KDZK_OP_NE)
+        return Comparison::equality;
+    return operation < KDZK_OP_GT_LT ? Comparison::one_bound : Comparison::two_bounds;
+}
 
-// The plain loop over codes of each width that has kernels.
-void register_plain_scans(const WorkingSet &set) {
-    for (uint32_t width = 1; width <= 64; ++width) {
-        const PlainScan scan = plain_scan(width);
-        if (!scan)
-            continue;
-        const size_t rows = set.bytes * 8 / width;
-        measure(plain_scan_name(width) + set.name, "read/" + std::string(set.name), {set.bytes, rows}, [=] {
-            const auto result = std::make_shared<std::vector<uint64_t>>(rows / 64 + 1);
-            const uint64_t largest = ~uint64_t{0} >> (64 - width);
-            return [=] {
-                const uint64_t lower = largest / 4 + 1, upper = largest - largest / 4;
-                benchmark::DoNotOptimize(scan(shared_bytes(), lower, upper, result->data(), uint32_t(rows)));
-                benchmark::ClobberMemory();
-            };
-        });
-    }
+// The plain loop of the same task as a kernel.
+std::string plain_scan_name(uint32_t slot, const std::string &set) {
+    constexpr const char *names[] = {"plain_eq_", "plain_lt_", "plain_ge_le_"};
+    const auto comparison = size_t(comparison_of(slot % 32));
+    return names[comparison] + std::to_string(width_of_slot(slot)) + "bit/" + set;
+}
+
+size_t rows_in(size_t bytes, uint32_t width) { return std::min<size_t>(bytes * 8 / width, (size_t{1} << 31) - 1); }
+
+void register_plain_scan(const WorkingSet &set, uint32_t slot) {
+    const uint32_t width = width_of_slot(slot);
+    const PlainScan scan = plain_scan(width, comparison_of(slot % 32));
+    const Work work = {set.bytes, rows_in(set.bytes, width)};
+    measure(plain_scan_name(slot, set.name), "read/" + std::string(set.name), work, [=] {
+        const auto result = std::make_shared<std::vector<uint64_t>>(work.rows / 64 + 1);
+        const uint64_t largest = ~uint64_t{0} >> (64 - width);
+        return [=] {
+            const uint64_t lower = largest / 4 + 1, upper = largest - largest / 4;
+            benchmark::DoNotOptimize(scan(shared_bytes(), lower, upper, result->data(), uint32_t(work.rows)));
+            benchmark::ClobberMemory();
+        };
+    });
 }
 
 // A selection of one row in so many, or none. Rows a second are rows tested.
@@ -168,7 +176,7 @@ void measure_scan(const std::string &set, uint32_t slot, Work work, uint32_t sel
         return [scan] { (*scan)(); };
     };
     measure(std::string(kdzk_dispatch_names[slot]) + "/" + set, "read/" + set, tested, body,
-            plain_scan_name(width_of_slot(slot)) + set);
+            plain_scan_name(slot, set));
 }
 
 bool is_live_dict_predicate(uint32_t slot) {
@@ -177,14 +185,20 @@ bool is_live_dict_predicate(uint32_t slot) {
 }
 
 void register_predicates(const WorkingSet &set) {
-    for (uint32_t slot = 0; slot < KDZK_TABLE_SLOTS; ++slot)
-        if (is_live_dict_predicate(slot))
-            measure_scan(set.name, slot, {set.bytes, set.bytes * 8 / width_of_slot(slot)});
+    for (uint32_t slot = 0; slot < KDZK_TABLE_SLOTS; ++slot) {
+        if (!is_live_dict_predicate(slot))
+            continue;
+        const bool is_plain_form = slot / 128 < 32;
+        if (is_plain_form && (slot % 32 == KDZK_OP_EQ || slot % 32 == KDZK_OP_LT || slot % 32 == KDZK_OP_GE_LE))
+            register_plain_scan(set, slot);
+        measure_scan(set.name, slot, {set.bytes, rows_in(set.bytes, width_of_slot(slot))});
+    }
 }
 
+// What a call costs apart from its blocks.
 void register_small_calls(uint32_t slot) {
     measure_scan("no_rows", slot, {});
-    measure_scan("127_rows", slot, {0, 127});
+    measure_scan("tail_of_31_rows", slot, {0, 31});
     for (const uint32_t one_in : {100u, 10u, 2u})
         measure_scan("selected_1_in_" + std::to_string(one_in), slot, {0, 1 << 16}, one_in);
 }
@@ -269,11 +283,12 @@ int main(int argc, char **argv) {
             [] { return [] { benchmark::DoNotOptimize(dependent_adds(1 << 16)); }; });
     for (const WorkingSet &set : working_sets()) {
         register_machine(set);
-        register_plain_scans(set);
         register_bit_vectors(set);
         register_predicates(set);
     }
-    register_small_calls(kdzk_slot(KDZK_CLASS_DICT, 8, KDZK_OP_EQ, KDZK_FORM_PLAIN));
+    for (const uint32_t width : {1u, 5u, 8u, 12u, 24u, 64u})
+        for (const uint32_t operation : {KDZK_OP_EQ, KDZK_OP_GE_LE})
+            register_small_calls(kdzk_slot(KDZK_CLASS_DICT, width, operation, KDZK_FORM_NULL));
     for (const uint32_t one_in : {100u, 10u, 2u})
         register_iteration(one_in);
     RateTable table(rates);

@@ -71,44 +71,53 @@ uint64_t code_at(const uint8_t *payload, uint64_t row) {
     else if constexpr (kWidth == 64)
         return load_swapped<uint64_t>(payload + row * 8);
     else
-        return load_swapped<uint64_t>(payload + row * kWidth / 8) << row * kWidth % 8 >> (64 - kWidth);
+        return load_swapped<uint64_t>(payload + row * kWidth / 8) << row * kWidth % 8 >> (64 - kWidth);  // to 57 bits
 }
 
-template <uint32_t kWidth>
+template <Comparison comparison>
+bool passes(uint64_t code, uint64_t lower, uint64_t upper) {
+    if constexpr (comparison == Comparison::equality)
+        return code == lower;
+    else if constexpr (comparison == Comparison::one_bound)
+        return code < lower;
+    else
+        return (lower <= code) & (code <= upper);
+}
+
+template <uint32_t kWidth, Comparison comparison>
 uint32_t scan_plainly(const uint8_t *payload, uint64_t lower, uint64_t upper, uint64_t *res_bv, uint32_t rows) {
     uint32_t hits = 0;
     for (uint32_t row = 0; row < rows; row += 64) {
         const uint32_t in_word = std::min(64u, rows - row);
         uint64_t bits = 0;
-        for (uint32_t i = 0; i < in_word; ++i) {
-            const uint64_t code = code_at<kWidth>(payload, row + i);
-            bits |= uint64_t((lower <= code) & (code <= upper)) << i;
-        }
+        for (uint32_t i = 0; i < in_word; ++i)
+            bits |= uint64_t{passes<comparison>(code_at<kWidth>(payload, row + i), lower, upper)} << i;
         res_bv[row / 64] = bits;
         hits += uint32_t(std::popcount(bits));
     }
     return hits;
 }
 
-template <uint32_t... width>
+template <Comparison comparison, uint32_t... width>
 PlainScan find_scan(uint32_t wanted, std::integer_sequence<uint32_t, width...>) {
     PlainScan found = nullptr;
-    ((wanted == width + 1 ? void(found = scan_plainly<width + 1>) : void()), ...);
+    ((wanted == width + 1 ? void(found = scan_plainly<width + 1, comparison>) : void()), ...);
     return found;
 }
 
 }  // namespace
 
-PlainScan plain_scan(uint32_t width_bits) {
-    switch (width_bits) {
-    case 24:
-        return scan_plainly<24>;
-    case 32:
-        return scan_plainly<32>;
-    case 64:
-        return scan_plainly<64>;
+PlainScan plain_scan(uint32_t width_bits, Comparison comparison) {
+    constexpr std::make_integer_sequence<uint32_t, 64> widths;
+    switch (comparison) {
+    case Comparison::equality:
+        return find_scan<Comparison::equality>(width_bits, widths);
+    case Comparison::one_bound:
+        return find_scan<Comparison::one_bound>(width_bits, widths);
+    case Comparison::two_bounds:
+        break;
     }
-    return find_scan(width_bits, std::make_integer_sequence<uint32_t, 20>());
+    return find_scan<Comparison::two_bounds>(width_bits, widths);
 }
 
 uint64_t dependent_adds(uint64_t count) {

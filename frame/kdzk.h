@@ -257,11 +257,12 @@ typedef union kdzk_kernel {
  *
  * Reads      the payload of src (data, or the buffer behind decomp_slot), the key or keys once, and of filter_bv and
  *            sel_bv (rows + 63) div 64 whole words; a selective call one word of sel_bv even for no rows.
- * Rows       row_count of dst in a full scan, of src in a selective call; hosts keep them equal.
+ * Rows       row_count of dst in a full scan, of src in a selective call; hosts keep them equal. dict: rows times width
+ *            stay below 2^32 bits but at 8, 16, 32 and 64 bits.
  * Writes     (rows + 63) div 64 words of res_bv, of any alignment, nothing beyond; hit_count; the holder and its buffer
  *            when the source is decompressed; KDZK_RAN_SELECTIVE in a selective call.
  * Result     row r's bit is set if its value passes the operator, its bit in filter_bv is set (where there is one) and
- *            its bit in sel_bv is set (where there is one). Bits at and above rows are zero.
+ *            its bit in sel_bv is set (where there is one). Bits at and above rows are zero, but see 1 bit.
  * 1 bit      dict kernels of 1 bit decide on the key in full scans and differ in three ways, kept on purpose. Where the
  *            result is the codes' complement, bits at and above rows in its last word are ones before the masks are
  *            applied. In the null form filter_bv isn't read. A key above 1 counts as 1, but in a range, which then hits

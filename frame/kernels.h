@@ -7,18 +7,18 @@
 
 // EACH(class, width in bits, form), once for every ten predicate kernels; in groups, each of which is compiled by
 // itself.
-#define KDZK_DICT_BELOW_A_BYTE(EACH, form)                                                                             \
-    EACH(dict, 1, form)                                                                                                \
-    EACH(dict, 2, form) EACH(dict, 3, form) EACH(dict, 4, form) EACH(dict, 5, form) EACH(dict, 6, form)                \
-        EACH(dict, 7, form)
-#define KDZK_DICT_ABOVE_A_BYTE(EACH, form)                                                                             \
-    EACH(dict, 9, form)                                                                                                \
-    EACH(dict, 10, form) EACH(dict, 11, form) EACH(dict, 12, form) EACH(dict, 13, form) EACH(dict, 14, form)           \
-        EACH(dict, 15, form)
-#define KDZK_DICT_ABOVE_TWO_BYTES(EACH, form)                                                                          \
+// clang-format off
+#define KDZK_DICT_BELOW_A_BYTE(EACH, form) \
+    EACH(dict, 1, form) EACH(dict, 2, form) EACH(dict, 3, form) EACH(dict, 4, form) EACH(dict, 5, form) \
+    EACH(dict, 6, form) EACH(dict, 7, form)
+#define KDZK_DICT_ABOVE_A_BYTE(EACH, form) \
+    EACH(dict, 9, form) EACH(dict, 10, form) EACH(dict, 11, form) EACH(dict, 12, form) EACH(dict, 13, form) \
+    EACH(dict, 14, form) EACH(dict, 15, form)
+#define KDZK_DICT_ABOVE_TWO_BYTES(EACH, form) \
     EACH(dict, 17, form) EACH(dict, 18, form) EACH(dict, 19, form) EACH(dict, 20, form) EACH(dict, 24, form)
-#define KDZK_DICT_ELEMENTS(EACH, form)                                                                                 \
+#define KDZK_DICT_ELEMENTS(EACH, form) \
     EACH(dict, 8, form) EACH(dict, 16, form) EACH(dict, 32, form) EACH(dict, 64, form)
+// clang-format on
 
 #define KDZK_DICT_KERNELS(EACH, form)                                                                                  \
     KDZK_DICT_BELOW_A_BYTE(EACH, form)                                                                                 \

@@ -66,14 +66,14 @@ requires BlockEncoding<Encoding>
     const typename Encoding::template BlockTest<op> test(keys);
     if (test.passes_none()) {
         clear_rows_from(res_bv, 0, rows);
-        return finish(dst, 0);
+        return store_count(dst, 0);
     }
 
     const uint32_t blocks = rows / Encoding::kBlockRows, done = blocks * Encoding::kBlockRows;
     uint32_t count = scan_blocks<Encoding>(payload, res_bv, blocks, test);
     clear_rows_from(res_bv, done, rows);
     count += scan_tail<Encoding, op>(payload, res_bv, done, rows, keys);
-    return close(dst, src->filter_bv, ctx, count);
+    return mask_and_store_count(dst, src->filter_bv, ctx, count);
 }
 
 }  // namespace kdzk

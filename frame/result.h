@@ -18,17 +18,19 @@ inline void keep_rows_in(const uint64_t *mask, uint64_t *res_bv, uint32_t *count
         kdzk_lbiwvand_dydi(res_bv, count, res_bv, mask, rows);
 }
 
-inline uint64_t finish(kdzk_vec *dst, uint32_t count) {
+// Returns the status that goes with the count.
+inline uint64_t store_count(kdzk_vec *dst, uint32_t count) {
     dst->hit_count = count;
     return count == 0 ? KDZK_STATUS_NO_HIT : KDZK_STATUS_OK;
 }
 
 // The end of a main body: both masks, where there are any, then the count.
-inline uint64_t close(kdzk_vec *dst, const uint64_t *filter_bv, const kdzk_exec_ctx *ctx, uint32_t count) {
+inline uint64_t mask_and_store_count(kdzk_vec *dst, const uint64_t *filter_bv, const kdzk_exec_ctx *ctx,
+                                     uint32_t count) {
     keep_rows_in(filter_bv, dst->res_bv, &count, dst->row_count);
     if (ctx)
         keep_rows_in(ctx->sel_bv, dst->res_bv, &count, dst->row_count);
-    return finish(dst, count);
+    return store_count(dst, count);
 }
 
 }  // namespace kdzk

@@ -50,7 +50,7 @@ requires RowEncoding<Encoding>
         count += test_row<Encoding, op>(payload, res_bv, batch[i], keys);
 
     keep_rows_in(src->filter_bv, res_bv, &count, rows);
-    return finish(dst, count);
+    return store_count(dst, count);
 }
 
 }  // namespace kdzk

@@ -6,6 +6,9 @@
 // there by the plan of packing.h; codes of one bit are a bit vector already (dict_1bit.h).
 #pragma once
 
+#include <algorithm>
+#include <utility>
+
 #include "frame/encoding.h"
 #include "lanes.h"
 #include "predicates/lane_test.h"
@@ -26,10 +29,13 @@ inline constexpr DictKey<kWidth> kLargestCode = DictKey<kWidth>(~uint64_t{0} >> 
 // The result of a block: one word, or as many 64-bit words as it has.
 template <uint32_t kRows>
 struct BlockResult {
-    using Word = UnsignedOf < kRows<kWordBits ? int(kRows) : int(kWordBits)>;
-    static constexpr uint32_t kWordRows = sizeof(Word) * 8;
+    static constexpr uint32_t kWordRows = std::min(kRows, kWordBits);
+    using Word = UnsignedOf<int(kWordRows)>;
     Word words[kRows / kWordRows];
 };
+
+// The rows whose comparison results one instruction gathers.
+inline constexpr int kRowsGathered = kVectorBytes;
 
 // Comparison results of sixteen rows, one byte lane a row.
 template <int kBits, size_t kCount>
@@ -45,11 +51,14 @@ template <int kBits, size_t kCount>
     }
 }
 
+// A way into lanes tells its shape, gives the codes of a vector of a block, and puts a value where a vector's codes
+// are, for each set of places; both for an equality or in the lanes' order (`ordered`), which packed codes always have.
+//
 // How codes of whole bytes come into lanes: they fill them. Equality is tested on the stored bytes, against a key in
 // their order, which costs nothing a block; order needs the lanes' bytes reversed.
 template <int kWidth>
 struct ElementLanes {
-    static constexpr int kBits = kWidth, kVectors = 8, kPlaceSets = 1;
+    static constexpr int kBits = kWidth, kVectors = kBlockVectors, kPlaceSets = 1;
     static constexpr uint32_t kBlockBytes = kVectors * kVectorBytes, kBlockRows = kBlockBytes * 8 / kWidth;
     static constexpr bool kReachesTopBit = true;
 
@@ -89,7 +98,9 @@ struct PackedLanes {
     static constexpr int kBits = P::kLaneBits, kVectors = P::kVectors, kPlaceSets = P::kPlaceSets;
     static constexpr uint32_t kBlockBytes = P::kBlockBytes, kBlockRows = P::kBlockRows;
     static constexpr bool kReachesTopBit = P::kReachesTopBit;
-    static_assert(P::stays_within_slack(KDZK_DICT_SLACK_BYTES));
+    static_assert(kLoadBytes == kVectorBytes);
+    static_assert(P::bytes_read_behind_block() <= KDZK_DICT_SLACK_BYTES, "a block reads no further than hosts allow");
+    static_assert(P::places_of(P::kVectors - 1) < kPlaceSets, "vectors take turns with two sets of places at most");
 
     static constexpr int places_of(int vector) { return P::places_of(vector); }
 
@@ -118,7 +129,8 @@ struct PackedLanes {
             return both(shuffled, load_lanes<kBits>(kMasks<P::places_of(vector)>.data()));
     }
 
-    // Two byte lanes are multiplied as one of 16 bits: no code is wide enough to carry over.
+    // Two byte lanes are multiplied as one of 16 bits: no code is wide enough to carry over. (A key above the largest
+    // code may; what block rows answer then isn't promised.)
     template <bool ordered, int set>
     static Lanes<kBits> value_lanes(DictKey<kWidth> value) {
         constexpr int factor_bits = kBits == 8 ? 16 : kBits;
@@ -135,11 +147,11 @@ struct DictBlockTest {
     static constexpr bool kFindsMisses = finds_misses(op, kLaneForm);
     using Test = LaneTest<InLanes::kBits, kLaneForm>;
 
-    bool none;
     Test first_places, second_places;  // the same, but where vectors take turns
+    bool none;
 
     explicit DictBlockTest(ClosedRange<DictKey<kWidth>> range)
-        : none(range.empty), first_places(test_at<0>(range)), second_places(test_at<InLanes::kPlaceSets - 1>(range)) {}
+        : first_places(test_at<0>(range)), second_places(test_at<InLanes::kPlaceSets - 1>(range)), none(range.empty) {}
 
     explicit DictBlockTest(Keys<DictKey<kWidth>> keys)
         : DictBlockTest(passing_range<op, form>(keys, kLargestCode<kWidth>)) {}
@@ -188,27 +200,28 @@ struct Dict {
     template <typename Test>
     [[gnu::always_inline]] static Block scan_block(const uint8_t *at, const Test &test) {
         Block block{};
-        scan_sixteens(at, test, block, std::make_integer_sequence<int, kBlockRows / 16>());
+        scan_gathers(at, test, block, std::make_integer_sequence<int, kBlockRows / kRowsGathered>());
         for (auto &word : block.words)
             word = Test::kFindsMisses ? typename Block::Word(~word) : word;
         return block;
     }
 
   private:
-    static constexpr int kVectorsASixteen = InLanes::kBits / 8;
+    static constexpr int kVectorsAGather = InLanes::kBits / 8;
 
-    template <typename Test, int... sixteen>
-    [[gnu::always_inline]] static void scan_sixteens(const uint8_t *at, const Test &test, Block &block,
-                                                     std::integer_sequence<int, sixteen...>) {
-        (scan_sixteen<sixteen>(at, test, block, std::make_integer_sequence<int, kVectorsASixteen>()), ...);
+    template <typename Test, int... gather>
+    [[gnu::always_inline]] static void scan_gathers(const uint8_t *at, const Test &test, Block &block,
+                                                    std::integer_sequence<int, gather...>) {
+        (scan_gather<gather>(at, test, block, std::make_integer_sequence<int, kVectorsAGather>()), ...);
     }
 
-    // Sixteen rows, whose bits one instruction gathers.
-    template <int sixteen, typename Test, int... vector>
-    [[gnu::always_inline]] static void scan_sixteen(const uint8_t *at, const Test &test, Block &block,
-                                                    std::integer_sequence<int, vector...>) {
-        const Lanes<InLanes::kBits> results[] = {test.template test_vector<sixteen * kVectorsASixteen + vector>(at)...};
-        constexpr uint32_t row = sixteen * 16;
+    // The rows whose bits one instruction gathers. The number of a vector is a constant here, so that the plan's
+    // constants for it are.
+    template <int gather, typename Test, int... vector>
+    [[gnu::always_inline]] static void scan_gather(const uint8_t *at, const Test &test, Block &block,
+                                                   std::integer_sequence<int, vector...>) {
+        const Lanes<InLanes::kBits> results[] = {test.template test_vector<gather * kVectorsAGather + vector>(at)...};
+        constexpr uint32_t row = gather * kRowsGathered;
         using Word = typename Block::Word;
         block.words[row / Block::kWordRows] |= Word(Word(top_bits(one_byte_a_row(results))) << row % Block::kWordRows);
     }

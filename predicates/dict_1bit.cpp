@@ -2,46 +2,90 @@
 
 namespace kdzk {
 
-void copy_bit_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
+namespace {
+
+constexpr uint32_t kBlockRows = kVectorBytes * 8;
+
+// R: the payload with the bits of each byte in the opposite order; zeros above the last row.
+void copy_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
     uint8_t *result = reinterpret_cast<uint8_t *>(res_bv);
-    const uint32_t blocks = rows / kBitBlockRows, done = blocks * kBitBlockRows;
-    for (uint32_t block = 0; block < blocks; ++block) {
-        const uint8_t *at = payload + block * kVectorBytes;
-        prefetch(at + kPrefetchBytes);
-        store_lanes(result + block * kVectorBytes, bits_reversed(load_lanes<8>(at)));
-    }
+    const uint32_t blocks = rows / kBlockRows, done = blocks * kBlockRows;
+    for (uint32_t at = 0; at < blocks * kVectorBytes; at += kVectorBytes)
+        store_lanes(result + at, bits_reversed(load_lanes<8>(payload + at)));
     clear_rows_from(res_bv, done, rows);
     scan_tail<Dict<1, Form::plain>, Operator::ne>(payload, res_bv, done, rows, {0, 0});
 }
 
-uint32_t set_all_rows(uint64_t *res_bv, uint32_t rows) {
+uint32_t fill_with_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
+    uint32_t count;
+    copy_codes(payload, res_bv, rows);
+    kdzk_lbiwvand_dydi(res_bv, &count, res_bv, res_bv, rows);
+    return count;
+}
+
+uint32_t fill_with_inverted_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
+    uint32_t count;
+    copy_codes(payload, res_bv, rows);
+    kdzk_lbiwvnot_dydi(res_bv, &count, res_bv, rows);
+    return count;
+}
+
+// All rows set, and nothing above the last.
+uint32_t fill_with_ones(uint64_t *res_bv, uint32_t rows) {
     if (rows == 0)
         return 0;
-    const uint64_t last_word = (rows - 1) / kWordBits, last_rows = (rows - 1) % kWordBits;
-    uint8_t *result = reinterpret_cast<uint8_t *>(res_bv);
-    memset(result, 0xFF, last_word * sizeof(uint64_t));
-    store(result + last_word * sizeof(uint64_t), ~uint64_t{0} >> (kWordBits - 1 - last_rows));
+    const uint32_t last_word = (rows - 1) / kWordBits, unused_bits = kWordBits - 1 - (rows - 1) % kWordBits;
+    uint8_t *last = reinterpret_cast<uint8_t *>(res_bv) + last_word * sizeof(uint64_t);
+    memset(res_bv, 0xFF, last_word * sizeof(uint64_t));
+    store(last, ~uint64_t{0} >> unused_bits);
     return rows;
 }
 
-uint32_t decide_bits(BitResult decision, const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
-    uint32_t count = 0;
+}  // namespace
+
+uint32_t fill_bit_result(BitResult decision, const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
     switch (decision) {
-    case BitResult::nothing:
-        clear_rows_from(res_bv, 0, rows);
-        return 0;
-    case BitResult::everything:
-        return set_all_rows(res_bv, rows);
     case BitResult::codes:
-        copy_bit_codes(payload, res_bv, rows);
-        kdzk_lbiwvand_dydi(res_bv, &count, res_bv, res_bv, rows);
-        return count;
+        return fill_with_codes(payload, res_bv, rows);
     case BitResult::inverted_codes:
-        copy_bit_codes(payload, res_bv, rows);
-        kdzk_lbiwvnot_dydi(res_bv, &count, res_bv, rows);
-        return count;
+        return fill_with_inverted_codes(payload, res_bv, rows);
+    case BitResult::everything:
+        return fill_with_ones(res_bv, rows);
+    case BitResult::nothing:
+        break;
     }
-    return count;
+    clear_rows_from(res_bv, 0, rows);
+    return 0;
 }
+
+// The decisions, worked out by hand: for each pair of keys (one key stands in both) the result of the plain and of the
+// null form.
+namespace decisions {
+
+constexpr BitResult N = BitResult::nothing, R = BitResult::codes, I = BitResult::inverted_codes,
+                    E = BitResult::everything;
+
+template <Operator op>
+constexpr bool are(uint32_t lower, uint32_t upper, BitResult plain, BitResult null) {
+    return bit_result<op, Form::plain>({lower, upper}) == plain && bit_result<op, Form::null>({lower, upper}) == null;
+}
+template <Operator op>
+constexpr bool are(uint32_t key, BitResult plain, BitResult null) {
+    return are<op>(key, key, plain, null);
+}
+
+static_assert(are<Operator::eq>(0, I, N) && are<Operator::eq>(1, R, R) && are<Operator::eq>(2, R, R));
+static_assert(are<Operator::ne>(0, R, R) && are<Operator::ne>(1, I, N) && are<Operator::ne>(2, R, N));
+static_assert(are<Operator::lt>(0, N, N) && are<Operator::lt>(1, I, N) && are<Operator::lt>(2, I, N));
+static_assert(are<Operator::gt>(0, R, R) && are<Operator::gt>(1, N, N) && are<Operator::gt>(2, N, N));
+static_assert(are<Operator::le>(0, I, N) && are<Operator::le>(1, E, R) && are<Operator::le>(2, E, R));
+static_assert(are<Operator::ge>(0, E, R) && are<Operator::ge>(1, R, R) && are<Operator::ge>(2, R, R));
+static_assert(are<Operator::gt_lt>(0, 1, N, N) && are<Operator::gt_lt>(0, 2, N, N));
+static_assert(are<Operator::gt_le>(0, 1, R, R) && are<Operator::gt_le>(0, 2, N, N) && are<Operator::gt_le>(1, 1, N, N));
+static_assert(are<Operator::ge_lt>(0, 1, I, N) && are<Operator::ge_lt>(1, 2, N, N) && are<Operator::ge_lt>(0, 0, N, N));
+static_assert(are<Operator::ge_le>(0, 0, I, N) && are<Operator::ge_le>(0, 1, E, R) && are<Operator::ge_le>(1, 1, R, R)
+              && are<Operator::ge_le>(1, 0, N, N) && are<Operator::ge_le>(0, 2, N, N));
+
+}  // namespace decisions
 
 }  // namespace kdzk

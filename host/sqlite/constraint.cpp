@@ -14,6 +14,14 @@ struct Readings {
 
 bool is_numeric(const ColumnShape &shape) { return shape.affinity > Affinity::text; }
 
+auto first_twin(const ColumnShape &shape, const Value &number) {
+    return std::lower_bound(
+        shape.twins.begin(), shape.twins.end(), number,
+        [](const NumericTwin &twin, const Value &wanted) { return compare(twin.number.view(), wanted.view()) < 0; });
+}
+
+bool is_same(const Value &a, const Value &b) { return compare(a.view(), b.view()) == 0; }
+
 // With an expression of numeric affinity on the other side, the column's texts that look like numbers would be
 // compared as numbers. Only if none do, and the value doesn't either, is it all one which affinity is meant.
 Readings readings_of(const ColumnShape &shape, const Constraint &constraint, sqlite3_value *value) {
@@ -34,10 +42,8 @@ Readings readings_of(const ColumnShape &shape, const Constraint &constraint, sql
     if (changes_to_text) {
         readings.values.push_back(text_form(value));
     }
-    for (const NumericTwin &twin : shape.twins) {
-        if (compare(twin.number.view(), number.view()) == 0) {
-            readings.values.push_back(twin.text);
-        }
+    for (auto twin = first_twin(shape, number); twin != shape.twins.end() && is_same(twin->number, number); ++twin) {
+        readings.values.push_back(twin->text);
     }
     readings.values.push_back(std::move(number));
     return readings;

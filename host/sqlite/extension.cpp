@@ -22,7 +22,9 @@ extern "C" __attribute__((visibility("default"))) int sqlite3_qvksqlite_init(sql
         }
         qvk::require_library();  // now, while a relative path to the extension still holds
         const SharedRegistry registry = std::make_shared<qvk::Registry>();
-        for (const auto &[name, module] : {std::pair("qvk", &qvk::kTableModule), {"qvk_stats", &qvk::kStatsModule}}) {
+        for (const auto &[name, module] : {std::pair("qvk", &qvk::kTableModule),
+                                           {"qvk_stats", &qvk::kStatsModule},
+                                           {"qvk_last_run", &qvk::kLastRunModule}}) {
             if (sqlite3_create_module_v2(db, name, module, new SharedRegistry(registry), drop_registry) != SQLITE_OK) {
                 throw qvk::SqlError(sqlite3_errmsg(db));
             }

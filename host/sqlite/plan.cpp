@@ -29,7 +29,7 @@ std::string title(const Column &column) {
 std::string kernels_of(const Encoding &encoding, const Predicate &predicate) {
     std::string text;
     for (const KernelCall &call : encoding.typical_scan(predicate).any_of) {
-        const std::string name = kernel_name(*encoding.kernels(), call.operation);
+        const std::string name = kernel_name(*encoding.kernels(), call.operation, call.form);
         if (text.find(name) == text.npos) {
             text += (text.empty() ? "" : ", ") + name;
         }
@@ -79,6 +79,10 @@ std::string describe(const Table &table, const Plan &plan, const LeftOver &left_
     return text.empty() ? "all rows" : text;
 }
 
+double share_of(const Dictionary &dictionary, const CodeRun &run) {
+    return static_cast<double>(dictionary.rows_in(run)) / static_cast<double>(dictionary.rows());
+}
+
 // The share of rows that a constraint is expected to let through, its value being unknown.
 double selectivity(const Dictionary &dictionary, Operation operation) {
     const double rows_of_one = 1.0 / std::max(1u, dictionary.size());
@@ -98,11 +102,7 @@ double selectivity(const Dictionary &dictionary, Operation operation) {
     case Operation::not_null:
         break;
     }
-    uint64_t all = 0;
-    for (const uint64_t rows : dictionary.rows) {
-        all += rows;
-    }
-    const double nulls = dictionary.has_null() ? static_cast<double>(dictionary.rows[0]) / static_cast<double>(all) : 0;
+    const double nulls = dictionary.has_null() ? share_of(dictionary, {0, 0}) : 0;
     return operation == Operation::is_null ? nulls : 1 - nulls;
 }
 

@@ -123,16 +123,17 @@ OwnValue duplicate(sqlite3_value *value) {
     return copy;
 }
 
-// The value for SQLite's own conversions.
-OwnValue to_sqlite(sqlite3 *db, const std::string &text) {
-    const Statement carrier = prepare(db, "SELECT ?1");
+// The text as a comparison under numeric affinity sees it, by SQLite's own conversion. carrier: SELECT ?1.
+Value numeric_form_of(sqlite3 *db, const Statement &carrier, const std::string &text) {
+    sqlite3_reset(carrier.get());
     sqlite3_bind_text64(carrier.get(), 1, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
     step(db, carrier);
-    return duplicate(sqlite3_column_value(carrier.get(), 0));
+    return numeric_form(sqlite3_column_value(carrier.get(), 0));
 }
 
 // Finds what would make a comparison of stored values differ from SQLite's.
 void study_values(sqlite3 *db, const Dictionary &dictionary, ColumnShape &shape) {
+    const Statement carrier = prepare(db, "SELECT ?1");
     shape.has_texts = false;
     for (const Value &value : dictionary.values) {
         if (is_number(value.view()) && shape.affinity == Affinity::text) {
@@ -142,13 +143,14 @@ void study_values(sqlite3 *db, const Dictionary &dictionary, ColumnShape &shape)
             continue;
         }
         shape.has_texts = true;
-        const OwnValue text = to_sqlite(db, value.bytes);
-        Value number = numeric_form(text.get());
+        Value number = numeric_form_of(db, carrier, value.bytes);
         if (is_number(number.view())) {
             shape.as_stored = shape.as_stored && shape.affinity <= Affinity::text;
             shape.twins.push_back({value, std::move(number)});
         }
     }
+    std::sort(shape.twins.begin(), shape.twins.end(),
+              [](const NumericTwin &a, const NumericTwin &b) { return compare(a.number.view(), b.number.view()) < 0; });
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ struct ColumnShape {
     // Known once the rows are in, of columns with a dictionary.
     bool as_stored = true;  // it compares as the values stand: none changes under its own affinity
     bool has_texts = true;
-    std::vector<NumericTwin> twins;  // of columns with text or no affinity
+    std::vector<NumericTwin> twins;  // of columns with text or no affinity, by ascending number
 };
 
 struct Source {

@@ -3,7 +3,6 @@
 // Only the declaration is persistent: whoever opens the file again encodes the source again at the first use.
 #include "virtual_table.h"
 #include "plan.h"
-#include "store/table_scan.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -23,7 +22,7 @@ VirtualTable &table_of(sqlite3_vtab_cursor *cursor) { return *static_cast<Virtua
 uint32_t parse_segment_rows(const std::string &value) {
     char *end = nullptr;
     const unsigned long rows = std::strtoul(value.c_str(), &end, 10);
-    if (*end != '\0' || rows < 64 || rows > (1u << 30) || rows % 64 != 0) {
+    if (*end != '\0' || rows < 64 || rows > kMaxSegmentRows || rows % 64 != 0) {
         throw SqlError("qvk: segment_rows has to be a multiple of 64, not " + value);
     }
     return static_cast<uint32_t>(rows);
@@ -120,39 +119,25 @@ int next(sqlite3_vtab_cursor *cursor) {
 
 int filter(sqlite3_vtab_cursor *base, int, const char *index_string, int, sqlite3_value **arguments) {
     return shielded(&base->pVtab->zErrMsg, [&] {
-        const VirtualTable &table = table_of(base);
+        VirtualTable &table = table_of(base);
         std::vector<Predicate> conjunction;
         for (const Constraint &constraint : read_plan(index_string)) {
             add_conjunct(conjunction, predicate_for(table.source.columns[constraint.column], constraint, *arguments++));
         }
         Cursor &cursor = *static_cast<Cursor *>(base);
         cursor.scan = std::make_unique<TableScan>(table.table, conjunction);
+        table.last_run = cursor.scan->kernel_runs();
         move_on(cursor);
     });
 }
 
 int at_end(sqlite3_vtab_cursor *cursor) { return static_cast<Cursor *>(cursor)->at_end; }
 
-// Texts and blobs are handed out in place: a table outlives every statement that reads it.
-void give(sqlite3_context *context, const ValueView &value) {
-    switch (value.type) {
-    case Type::null:
-        return sqlite3_result_null(context);
-    case Type::integer:
-        return sqlite3_result_int64(context, value.integer);
-    case Type::real:
-        return sqlite3_result_double(context, value.real);
-    case Type::text:
-        return sqlite3_result_text64(context, value.bytes.data(), value.bytes.size(), SQLITE_STATIC, SQLITE_UTF8);
-    case Type::blob:
-        return sqlite3_result_blob64(context, value.bytes.data(), value.bytes.size(), SQLITE_STATIC);
-    }
-}
-
 int column(sqlite3_vtab_cursor *base, sqlite3_context *context, int index) {
     const TableScan &scan = *static_cast<Cursor *>(base)->scan;
     const Column &column = table_of(base).table.columns[static_cast<size_t>(index)];
-    give(context, column.encoding->value(scan.segment(), scan.row()));
+    // In place: a table outlives every statement that reads it.
+    give(context, column.encoding->value(scan.segment(), scan.row()), SQLITE_STATIC);
     return SQLITE_OK;
 }
 
@@ -162,6 +147,21 @@ int row_id(sqlite3_vtab_cursor *base, sqlite3_int64 *id) {
 }
 
 }  // namespace
+
+void give(sqlite3_context *context, const ValueView &value, sqlite3_destructor_type lifetime) {
+    switch (value.type) {
+    case Type::null:
+        return sqlite3_result_null(context);
+    case Type::integer:
+        return sqlite3_result_int64(context, value.integer);
+    case Type::real:
+        return sqlite3_result_double(context, value.real);
+    case Type::text:
+        return sqlite3_result_text64(context, value.bytes.data(), value.bytes.size(), lifetime, SQLITE_UTF8);
+    case Type::blob:
+        return sqlite3_result_blob64(context, value.bytes.data(), value.bytes.size(), lifetime);
+    }
+}
 
 const KernelLibrary *require_library() {
     std::string error;

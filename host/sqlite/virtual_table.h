@@ -2,6 +2,7 @@
 #pragma once
 
 #include "source.h"
+#include "store/table_scan.h"
 
 namespace qvk {
 
@@ -18,12 +19,18 @@ struct VirtualTable : sqlite3_vtab {
     SqlName name;
     Source source;
     Table table;
+    std::shared_ptr<const KernelRuns> last_run;  // of the scan that was started last
 };
 
 // The library beside the extension, or an error that says why it can't be loaded.
 const KernelLibrary *require_library();
 
-extern const sqlite3_module kTableModule;  // aux data: a std::shared_ptr<Registry>
-extern const sqlite3_module kStatsModule;  // the same
+// Makes the value a result. lifetime: SQLITE_STATIC or SQLITE_TRANSIENT.
+void give(sqlite3_context *context, const ValueView &value, sqlite3_destructor_type lifetime);
+
+// Aux data of each: a std::shared_ptr<Registry>.
+extern const sqlite3_module kTableModule;
+extern const sqlite3_module kStatsModule;
+extern const sqlite3_module kLastRunModule;
 
 }  // namespace qvk

@@ -2,10 +2,18 @@
 #include "column_stage.h"
 
 namespace qvk {
+namespace {
+
+// Fewer distinct values wait for the last row. More would take much memory for a dictionary that may never pay, so the
+// rows so far decide.
+constexpr size_t kPatientDistinct = 1u << 20;
+
+}  // namespace
 
 void ColumnStage::add(const ValueView &value) {
     source_bytes += record_bytes(value);
-    if (few_distinct) {
+    plain_bytes += PlainValues::bytes_of(value);
+    if (is_coded) {
         add_coded(value);
     } else {
         plain.add(value);
@@ -14,21 +22,20 @@ void ColumnStage::add(const ValueView &value) {
 
 void ColumnStage::add_coded(const ValueView &value) {
     write_identity(value, identity);
-    const auto known = code_of_identity.find(identity);
-    if (known != code_of_identity.end()) {
-        codes.push_back(known->second);
-    } else if (distinct.size() < kMaxDictionaryValues) {
-        codes.push_back(static_cast<uint32_t>(distinct.size()));
-        code_of_identity.emplace(identity, codes.back());
-        distinct.emplace_back(value);
-    } else {
+    const auto [known, is_new] = code_of_identity.try_emplace(identity, static_cast<uint32_t>(distinct.size()));
+    codes.push_back(known->second);
+    if (!is_new) {
+        return;
+    }
+    distinct.emplace_back(value);
+    distinct_bytes += sizeof(Value) + value.bytes.size();
+    if (distinct.size() > kPatientDistinct && !dictionary_pays(*this)) {
         go_plain();
-        plain.add(value);
     }
 }
 
 void ColumnStage::go_plain() {
-    few_distinct = false;
+    is_coded = false;
     for (const uint32_t code : codes) {
         plain.add(distinct[code].view());
     }

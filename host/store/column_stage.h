@@ -1,5 +1,5 @@
 // A column while its rows come in and its encoding is still open: provisional codes in order of first appearance as
-// long as there are few distinct values, plain values from then on.
+// long as a dictionary may pay, plain values from then on.
 #pragma once
 
 #include "plain_values.h"
@@ -8,24 +8,26 @@
 
 namespace qvk {
 
-// Counts NULL as a value. The largest dictionary that an encoding serves: 8-bit codes.
-inline constexpr size_t kMaxDictionaryValues = 256;
-
 struct ColumnStage {
-    std::vector<Value> distinct;  // by provisional code; empty once there were too many
-    std::vector<uint32_t> codes;  // one a row; empty once there were too many
-    PlainValues plain;            // all rows, once there were too many
-    bool few_distinct = true;
-    uint64_t source_bytes = 0;
+    bool is_coded = true;
+    std::vector<Value> distinct;  // by provisional code, NULL among them; empty if not coded
+    std::vector<uint32_t> codes;  // one a row; empty if not coded
+    PlainValues plain;            // all rows, if not coded
+
+    // What the values take: in the source, in a dictionary without its codes, as plain values.
+    uint64_t source_bytes = 0, distinct_bytes = 0, plain_bytes = 0;
 
     void add(const ValueView &value);
+    void go_plain();
 
   private:
     std::unordered_map<std::string, uint32_t> code_of_identity;
     std::string identity;  // kept between rows for its memory
 
     void add_coded(const ValueView &value);
-    void go_plain();
 };
+
+// Whether a dictionary is the better encoding of the rows so far. The rule is with choose_encoding.
+bool dictionary_pays(const ColumnStage &stage);
 
 }  // namespace qvk

@@ -14,11 +14,14 @@ struct CodeRun {
 };
 
 struct Dictionary {
-    std::vector<Value> values;   // ascending
-    std::vector<uint64_t> rows;  // how many rows hold the value, by code
+    std::vector<Value> values;         // ascending
+    std::vector<uint64_t> rows_below;  // by code: how many rows hold a lower one; at the end how many there are
 
     uint32_t size() const { return static_cast<uint32_t>(values.size()); }
     bool has_null() const { return !values.empty() && values.front().type == Type::null; }
+    uint32_t lowest_code() const { return has_null() ? 1 : 0; }  // of a value
+    uint64_t rows() const { return rows_below.back(); }
+    uint64_t rows_in(const CodeRun &run) const { return rows_below[run.last + 1] - rows_below[run.first]; }
 };
 
 // The codes that pass the predicate: ascending, disjoint, with gaps between them.

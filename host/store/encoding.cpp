@@ -6,12 +6,11 @@
 namespace qvk {
 
 void Segment::seal(uint32_t rows, uint8_t width_bits) {
-    payload.shrink_to_fit();
     encoding.width = width_bits;
     vector.data = payload.data();
     vector.enc_ctx = &encoding;
     vector.row_count = rows;
-    vector.decomp_len = static_cast<uint32_t>(payload.size());
+    vector.decomp_len = static_cast<uint32_t>(payload.size());  // with the slack, which kernels read there too
     vector.decomp_slot = &decompressed;
 }
 

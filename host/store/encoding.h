@@ -16,6 +16,7 @@ namespace qvk {
 // One kernel call, the same for every segment. Keys are laid out as the kernel reads them.
 struct KernelCall {
     uint32_t operation = KDZK_OP_EQ;
+    uint32_t form = KDZK_FORM_PLAIN;
     uint64_t lower_key = 0;  // the only key of an operation with one
     uint64_t upper_key = 0;
 };
@@ -24,11 +25,12 @@ struct KernelCall {
 struct ColumnScan {
     enum class Rows : uint8_t { none, all, tested } rows = Rows::tested;
     std::vector<KernelCall> any_of;
+    uint64_t hits = 0;  // if tested: the rows of the whole column that pass
 };
 
 // A run of rows of one column as the library sees it. The vector points into the segment, so a segment stays in place.
 struct Segment {
-    std::vector<uint8_t> payload;
+    std::vector<uint8_t> payload;  // with the slack behind it
     kdzk_enc_ctx encoding{};
     kdzk_vec vector{};
     void *decompressed = nullptr;  // holder behind decomp_slot, filled by the first kernel over a compressed payload

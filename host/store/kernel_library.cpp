@@ -73,13 +73,13 @@ std::string kernel_library_beside_this_code() {
     return (slash == std::string::npos ? "./" : path.substr(0, slash + 1)) + kLibraryFile;
 }
 
-std::string kernel_name(const KernelFamily &family, uint32_t operation) {
+std::string kernel_name(const KernelFamily &family, uint32_t operation, uint32_t form) {
     static constexpr const char *kOperations[] = {"eq", "lt",    "gt",    "le",    "ge",
                                                   "ne", "gt_lt", "gt_le", "ge_lt", "ge_le"};
     static constexpr const char *kClasses[] = {"fixed", "dict", "dynp", "rle"};
     static constexpr const char *kForms[] = {"", "_null", "_tz", "_cla"};
     return std::string("kdzk_") + kOperations[operation] + "_" + kClasses[family.kernel_class] + "_"
-           + std::to_string(family.width_bits) + "bit" + kForms[family.form];
+           + std::to_string(family.width_bits) + "bit" + kForms[form];
 }
 
 }  // namespace qvk

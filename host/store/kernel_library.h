@@ -22,14 +22,13 @@ const KernelLibrary *open_kernel_library(const std::string &path, std::string &e
 // The path of libqvksse42.so in the folder of the shared object or program that holds this code.
 std::string kernel_library_beside_this_code();
 
-// The kernels of one encoding: the same class, width and form, whatever the operation.
+// The kernels of one encoding: the same class and width, whatever the operation and the form.
 struct KernelFamily {
     uint32_t kernel_class = KDZK_CLASS_DICT;
     uint32_t width_bits = 8;
-    uint32_t form = KDZK_FORM_PLAIN;
 };
 
-// By the naming rule, such as kdzk_ge_le_dict_8bit.
-std::string kernel_name(const KernelFamily &family, uint32_t operation);
+// By the naming rule, such as kdzk_ge_le_dict_8bit_null.
+std::string kernel_name(const KernelFamily &family, uint32_t operation, uint32_t form);
 
 }  // namespace qvk

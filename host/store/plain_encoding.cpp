@@ -15,11 +15,16 @@ void PlainValues::add(const ValueView &value) {
     } else {
         words.push_back(heap.size());
     }
-    if (value.type == Type::text || value.type == Type::blob) {
+    if (has_bytes(value)) {
         const uint32_t length = static_cast<uint32_t>(value.bytes.size());  // SQLite's limit is 2^31 - 1
         heap.append(reinterpret_cast<const char *>(&length), sizeof length);
         heap.append(value.bytes);
     }
+}
+
+uint64_t PlainValues::bytes_of(const ValueView &value) {
+    const uint64_t in_heap = has_bytes(value) ? sizeof(uint32_t) + value.bytes.size() : 0;
+    return sizeof(Type) + sizeof(uint64_t) + in_heap;
 }
 
 ValueView PlainValues::at(size_t row) const {

@@ -15,6 +15,8 @@ struct PlainValues {
     void add(const ValueView &value);
     ValueView at(size_t row) const;
     uint64_t bytes() const { return types.size() * sizeof(Type) + words.size() * sizeof(uint64_t) + heap.size(); }
+    // What add takes for the value.
+    static uint64_t bytes_of(const ValueView &value);
 };
 
 }  // namespace qvk

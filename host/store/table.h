@@ -7,6 +7,8 @@ namespace qvk {
 
 // A multiple of 64. Measured over queries like the demo's: see host/README.md.
 inline constexpr uint32_t kSegmentRows = 1u << 16;
+// Kernels count a packed segment's bits in 32 bits.
+inline constexpr uint32_t kMaxSegmentRows = 1u << 27;
 
 struct Column {
     std::string name;

@@ -2,6 +2,7 @@
 #include "table_scan.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace qvk {
@@ -33,7 +34,7 @@ void *key_data(const uint64_t &key) { return const_cast<uint64_t *>(&key); }
 
 KernelRun prepare(const KernelLibrary &library, const KernelFamily &family, const KernelCall &call,
                   const Segment &source) {
-    const uint32_t slot = kdzk_slot(family.kernel_class, family.width_bits, call.operation, family.form);
+    const uint32_t slot = kdzk_slot(family.kernel_class, family.width_bits, call.operation, call.form);
     KernelRun run{};
     run.kernel = library.dispatch_table[slot];
     run.two_keys = takes_two_keys(call.operation);
@@ -44,7 +45,23 @@ KernelRun prepare(const KernelLibrary &library, const KernelFamily &family, cons
     return run;
 }
 
+// How many rows a full scan tests in the time in which the selective body visits one selected row. Measured: see
+// host/README.md. It follows the lanes in which a width is compared: of 8, 16 and 32 bits.
+uint32_t rows_for_one_visit(uint32_t width_bits) {
+    if (width_bits <= 16 && std::has_single_bit(width_bits)) {
+        return 300;
+    }
+    return width_bits <= 10 || width_bits == 12 ? 150 : 75;
+}
+
 }  // namespace
+
+KernelRuns::Entry &KernelRuns::of(uint32_t column, const KernelCall &call) {
+    const auto known = std::find_if(entries.begin(), entries.end(), [&](const Entry &entry) {
+        return entry.column == column && entry.operation == call.operation && entry.form == call.form;
+    });
+    return known != entries.end() ? *known : entries.emplace_back(Entry{column, call.operation, call.form, 0, 0});
+}
 
 TableScan::TableScan(const Table &scanned, const std::vector<Predicate> &conjunction) : table(scanned) {
     set_up_services(services, table.ypak_decode);
@@ -54,16 +71,34 @@ TableScan::TableScan(const Table &scanned, const std::vector<Predicate> &conjunc
         ColumnScan scan = encoding->scan_for(predicate);
         nothing = nothing || scan.rows == ColumnScan::Rows::none;
         if (scan.rows == ColumnScan::Rows::tested) {
-            tests.push_back({encoding, std::move(scan)});
+            tests.push_back({predicate.column, encoding, std::move(scan)});
         }
     }
     if (nothing) {
         tests.clear();
         at_segment = table.segment_count();
     }
+    put_in_order();
     const size_t words = (std::min<uint64_t>(table.segment_rows, table.row_count) + 63) / 64;
     for (std::vector<uint64_t> *bits : {&selected, &united, &single}) {
         bits->resize(tests.empty() ? 0 : words);
+    }
+}
+
+// The cost of a test for each row that it takes out of the selection.
+double TableScan::ColumnTest::rank(uint64_t rows) const {
+    return static_cast<double>(scan.any_of.size()) / static_cast<double>(rows - scan.hits);
+}
+
+// Ascending ranks make the whole the cheapest. A tested column has a row that fails, so no rank is infinite.
+void TableScan::put_in_order() {
+    std::stable_sort(tests.begin(), tests.end(), [this](const ColumnTest &a, const ColumnTest &b) {
+        return a.rank(table.row_count) < b.rank(table.row_count);
+    });
+    for (const ColumnTest &test : tests) {
+        for (const KernelCall &call : test.scan.any_of) {
+            runs->of(test.column, call);
+        }
     }
 }
 
@@ -103,7 +138,7 @@ bool TableScan::fill_batch() {
 // Answers the conjunction over the next segment. False if no row passes or a call failed.
 bool TableScan::enter_segment() {
     const size_t entered = at_segment++;
-    uint32_t hits = 0;
+    uint32_t hits = table.rows_in_segment(entered);
     for (size_t test = 0; test < tests.size(); ++test) {
         failed = !apply(tests[test], test == 0, hits);
         if (failed || hits == 0) {
@@ -118,15 +153,19 @@ bool TableScan::enter_segment() {
 // left is to OR the results of the calls.
 bool TableScan::apply(const ColumnTest &test, bool first, uint32_t &hits) {
     Segment &source = *test.encoding->segment(segment());
+    const bool selective = hits < source.vector.row_count / rows_for_one_visit(test.encoding->kernels()->width_bits);
     for (size_t call = 0; call < test.scan.any_of.size(); ++call) {
         KernelRun run = prepare(*table.library, *test.encoding->kernels(), test.scan.any_of[call], source);
         run.destination.res_bv = call == 0 ? united.data() : single.data();
         run.context.host = &services.entries;
         run.context.sel_bv = first ? nullptr : selected.data();
+        run.context.selective = selective;
         if (!call_guarded(services, run_kernel, &run)) {
             source.drop_decompressed();  // what the failed decoder left behind would pass for a payload
             return false;
         }
+        KernelRuns::Entry &entry = runs->of(test.column, test.scan.any_of[call]);
+        ++(run.context.flags & KDZK_RAN_SELECTIVE ? entry.selections : entry.full_scans);
         hits = run.destination.hit_count;
         if (call > 0) {
             table.library->or_words(united.data(), &hits, united.data(), single.data(), source.vector.row_count);

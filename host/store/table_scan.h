@@ -14,6 +14,17 @@
 
 namespace qvk {
 
+// How often a scan ran one kernel over one column, by each of the kernel's bodies.
+struct KernelRuns {
+    struct Entry {
+        uint32_t column, operation, form;
+        uint64_t full_scans, selections;
+    };
+    std::vector<Entry> entries;  // in the order in which the columns are tested
+
+    Entry &of(uint32_t column, const KernelCall &call);
+};
+
 class TableScan {
   public:
     TableScan(const Table &scanned, const std::vector<Predicate> &conjunction);
@@ -27,16 +38,22 @@ class TableScan {
     uint64_t table_row() const { return segment() * table.segment_rows + at_row; }
     // Why the walk ended early, or null.
     const char *error() const { return failed ? services.target.message : nullptr; }
+    // Goes on while the walk does, and outlives the scan.
+    std::shared_ptr<const KernelRuns> kernel_runs() const { return runs; }
 
   private:
     struct ColumnTest {
+        uint32_t column;
         Encoding *encoding;
         ColumnScan scan;
+
+        double rank(uint64_t rows) const;
     };
 
     const Table &table;
     std::vector<ColumnTest> tests;
     HostServices services;
+    std::shared_ptr<KernelRuns> runs = std::make_shared<KernelRuns>();
     bool failed = false;
 
     std::vector<uint64_t> selected, united, single;  // bit vectors over one segment
@@ -50,6 +67,7 @@ class TableScan {
     bool advance_untested();
     bool fill_batch();
     bool enter_segment();
+    void put_in_order();
     bool apply(const ColumnTest &test, bool first, uint32_t &hits);
 };
 

@@ -34,6 +34,8 @@ struct Value {
 
 inline bool is_number(const ValueView &value) { return value.type == Type::integer || value.type == Type::real; }
 
+inline bool has_bytes(const ValueView &value) { return value.type == Type::text || value.type == Type::blob; }
+
 // Negative, zero or positive. NaN never occurs: the sources turn it into NULL.
 int compare(const ValueView &a, const ValueView &b);
 

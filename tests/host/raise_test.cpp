@@ -41,7 +41,7 @@ TEST(Raise, BecomesAnErrorOfTheStatementAndTheConnectionGoesOn) {
     const std::string query = "SELECT count(*) FROM q WHERE a = 'v2'";
     stream_is_bad = true;
     for (int twice = 0; twice < 2; ++twice) {
-        EXPECT_EQ(db.run(query), "qvk: kdzk_eq_dict_8bit: kdzk_ypak_decode failed");
+        EXPECT_EQ(db.run(query), "qvk: kdzk_eq_dict_2bit: kdzk_ypak_decode failed");
         EXPECT_EQ(db.ask("SELECT count(*) FROM t"), "300\n");
     }
     stream_is_bad = false;

@@ -3,7 +3,10 @@
 #include "database.h"
 
 #include <gtest/gtest.h>
+#include <iterator>
 #include <random>
+#include <set>
+#include <sstream>
 #include <vector>
 
 namespace {
@@ -84,12 +87,76 @@ TEST(RandomQueries, AgreeOverFlights) {
         {"state", {"'WA'", "'CA'", "'NY'", "'NA'", "NULL"}},
         {"delay", {"0", "15", "60", "-10", "'120'"}},
         {"distance", {"500", "2176", "1000.5"}}};
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < 100; ++round) {
         const Query query = random_query(dice, columns, 2, false);
         expect_same_rows(flights(), "SELECT rowid, delay, origin, month FROM $T WHERE " + query.where, "plain", "f",
                          query.parameters);
         ASSERT_FALSE(HasFailure());
     }
+}
+
+// Texts of one length, so that many distinct ones still pay for a dictionary.
+std::string numbered(int number) {
+    char text[32];
+    std::snprintf(text, sizeof text, "'v%019d'", number);
+    return text;
+}
+
+// For each number of distinct values, NULL among them or not, a column; full dictionaries at each width up to 12 bits.
+const std::vector<int> kSizes = {1, 2, 3, 4, 5, 8, 9, 16, 32, 64, 128, 256, 257, 512, 1024, 2048, 4096, 4097};
+
+std::string sized_columns() {
+    std::string columns;
+    for (const int size : kSizes) {
+        const std::string n = std::to_string(size);
+        const std::string value = "printf('v%019d', iif(i < " + n + ", i, (i * 2654435761 >> 7) % " + n + "))";
+        columns += (columns.empty() ? "" : ", ") + value + " AS a" + n;
+        columns += ", nullif(" + value + ", " + numbered(0) + ") AS n" + n;
+    }
+    return columns;
+}
+
+TEST(RandomQueries, AgreeAtEveryWidth) {
+    const unsigned used = seed();
+    SCOPED_TRACE("QVK_SEED=" + std::to_string(used));
+    Dice dice{std::mt19937(used)};
+    Database db;
+    ASSERT_EQ(db.run("CREATE TABLE t AS WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 12000)"
+                     "SELECT "
+                     + sized_columns() + " FROM n; CREATE VIRTUAL TABLE q USING qvk(t, segment_rows = 4096)"),
+              "");
+    std::string expected;
+    Columns columns;
+    for (const int size : kSizes) {
+        const std::string n = std::to_string(size);
+        const std::string width = std::to_string(std::max(1, 32 - __builtin_clz(static_cast<unsigned>(size - 1) | 1)));
+        const std::vector<std::string> values = {"'a'",
+                                                 "'z'",
+                                                 "NULL",
+                                                 numbered(0),
+                                                 numbered(1),
+                                                 numbered(size / 3),
+                                                 numbered(size / 2),
+                                                 numbered(size - 2),
+                                                 numbered(size - 1),
+                                                 numbered(size)};
+        for (const std::string letter : {"a", "n"}) {
+            expected += letter + n + '|' + width + '|' + n + '\n';
+            columns.emplace_back(letter + n, values);
+        }
+    }
+    EXPECT_EQ(db.ask("SELECT name, width, distinct_values FROM qvk_stats('q')"), expected);
+    std::string selected;
+    for (int round = 0; round < 400; ++round) {
+        const Query query = random_query(dice, columns, 1, false);
+        const std::string few = round % 2 ? " AND a512 = " + numbered(static_cast<int>(dice.below(512))) : "";
+        expect_same_rows(db, "SELECT rowid, a4097, n2 FROM $T WHERE " + query.where + few, "t", "q", query.parameters);
+        selected += db.ask("SELECT name FROM qvk_last_run('q') WHERE selections > 0");
+        ASSERT_FALSE(HasFailure());
+    }
+    std::istringstream names(selected);
+    const std::set<std::string> distinct{std::istream_iterator<std::string>(names), {}};
+    EXPECT_GT(distinct.size(), columns.size() / 2) << "columns whose kernels ran over a selection";
 }
 
 // Columns of every affinity and a collation, and values that the affinities treat differently.

@@ -1,8 +1,11 @@
 // The store by itself: the order of values, and code runs.
+#include "store/code_stream.h"
 #include "store/dictionary.h"
 
 #include <gtest/gtest.h>
 #include <limits>
+#include <numeric>
+#include <random>
 
 namespace {
 
@@ -65,6 +68,31 @@ TEST(CodeRuns, CoverEqualRanksAndLeaveNullOut) {
     EXPECT_EQ(runs(qvk::Predicate::Kind::none_of, {2}), (Runs{{1, 2}, {4, 5}}));
     EXPECT_EQ(runs(qvk::Predicate::Kind::is_null, {}), (Runs{{0, 0}}));
     EXPECT_EQ(runs(qvk::Predicate::Kind::any_of, {}), Runs{});
+}
+
+TEST(CodeStream, HoldsCodesOfEveryWidth) {
+    const std::vector<uint8_t> drawn = qvk::pack_codes(std::vector<uint32_t>{5, 1, 7}, 3);
+    EXPECT_EQ(drawn[0], 0b10100111);
+    EXPECT_EQ(drawn[1], 0b10000000);
+    std::vector<uint32_t> widths(20);
+    std::iota(widths.begin(), widths.end(), 1u);
+    widths.insert(widths.end(), {24, 32});
+    std::mt19937 random;
+    uint64_t most_codes_below = 0;
+    for (const uint32_t width : widths) {
+        EXPECT_EQ(qvk::width_for(most_codes_below + 1), width);
+        most_codes_below = uint64_t{1} << width;
+        EXPECT_EQ(qvk::width_for(most_codes_below), width);
+        std::vector<uint32_t> codes(100 + width);
+        for (uint32_t &code : codes) {
+            code = static_cast<uint32_t>(random() >> (32 - width));
+        }
+        const std::vector<uint8_t> payload = qvk::pack_codes(codes, width);
+        EXPECT_EQ(payload.size(), (codes.size() * width + 7) / 8 + KDZK_DICT_SLACK_BYTES);
+        for (size_t row = 0; row < codes.size(); ++row) {
+            ASSERT_EQ(qvk::code_at(payload.data(), width, row), codes[row]) << width << " bits, row " << row;
+        }
+    }
 }
 
 }  // namespace
