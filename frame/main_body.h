@@ -12,7 +12,7 @@ namespace kdzk {
 inline bool asks_for_selected_rows(const kdzk_exec_ctx *ctx) { return ctx && ctx->sel_bv && ctx->selective; }
 
 // Scans whole blocks from the start of payload and result; returns the hits. The loop has no branch but its own. Its
-// prefetches run past the payload's end, which does no harm; beyond the last cache they are worth a tenth to a fifth.
+// prefetches run past the payload's end, which does no harm.
 template <typename Encoding, typename Test>
 [[gnu::always_inline]] inline uint32_t scan_blocks(const uint8_t *payload, uint64_t *res_bv, uint32_t blocks,
                                                    const Test &test) {
