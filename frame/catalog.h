@@ -78,6 +78,13 @@ constexpr uint32_t slot_of(KernelId id) {
     return kdzk_slot(uint32_t(id.kernel_class), id.width_bits, uint32_t(id.operation), uint32_t(id.form));
 }
 
+// Whether there are kernels of a width: it has a row of the table.
+constexpr bool is_width(uint32_t width_bits) {
+    return kdzk_slot(KDZK_CLASS_DICT, width_bits, 0, KDZK_FORM_PLAIN)
+           != kdzk_slot(KDZK_CLASS_DICT, 0, 0, KDZK_FORM_PLAIN);
+}
+static_assert(is_width(1) && is_width(20) && !is_width(21) && is_width(24) && is_width(64) && !is_width(65));
+
 // Text of bounded length that can be built in a constant expression.
 struct ShortText {
     static constexpr size_t kCapacity = 96;

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 #include "frame/encoding.h"
@@ -17,7 +18,8 @@
 
 namespace kdzk {
 
-constexpr bool fills_elements(int width) { return width == 8 || width == 16 || width == 32 || width == 64; }
+// Whether codes of a width are integers of whole bytes.
+constexpr bool fills_elements(int width) { return width >= 8 && std::has_single_bit(unsigned(width)); }
 
 // The key of a width as hosts lay it down: elements have their own size, every other width has 32 bits.
 template <int kWidth>

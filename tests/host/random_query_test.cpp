@@ -75,10 +75,15 @@ Query random_query(Dice &dice, const Columns &columns, size_t fewest_terms, bool
     return query;
 }
 
-TEST(RandomQueries, AgreeOverFlights) {
+// A run prints its seed when it fails; the same seed in QVK_SEED repeats it.
+class RandomQueries : public testing::Test {
+  protected:
     const unsigned used = seed();
-    SCOPED_TRACE("QVK_SEED=" + std::to_string(used));
+    const testing::ScopedTrace trace{__FILE__, __LINE__, "QVK_SEED=" + std::to_string(used)};
     Dice dice{std::mt19937(used)};
+};
+
+TEST_F(RandomQueries, AgreeOverFlights) {
     const Columns columns = {
         {"origin", {"'SEA'", "'ATL'", "'LAX'", "'ORD'", "''", "'ZZZ'", "'Sea'", "5", "NULL", "x'534541'"}},
         {"destination", {"'SFO'", "'JFK'", "'A'", "'DEN'", "'MQT'"}},
@@ -116,10 +121,7 @@ std::string sized_columns() {
     return columns;
 }
 
-TEST(RandomQueries, AgreeAtEveryWidth) {
-    const unsigned used = seed();
-    SCOPED_TRACE("QVK_SEED=" + std::to_string(used));
-    Dice dice{std::mt19937(used)};
+TEST_F(RandomQueries, AgreeAtEveryWidth) {
     Database db;
     ASSERT_EQ(db.run("CREATE TABLE t AS WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 12000)"
                      "SELECT "
@@ -160,37 +162,13 @@ TEST(RandomQueries, AgreeAtEveryWidth) {
 }
 
 // Columns of every affinity and a collation, and values that the affinities treat differently.
-const std::vector<std::string> kValues = {"NULL",
-                                          "0",
-                                          "1",
-                                          "-1",
-                                          "5",
-                                          "5.0",
-                                          "5.5",
-                                          "'5'",
-                                          "'5.0'",
-                                          "' 5'",
-                                          "'05'",
-                                          "'abc'",
-                                          "'ABC'",
-                                          "'abd '",
-                                          "''",
-                                          "'+x'",
-                                          "x'35'",
-                                          "x''",
-                                          "x'616263'",
-                                          "9223372036854775807",
-                                          "9223372036854775808.0",
-                                          "-9223372036854775808",
-                                          "1e300",
-                                          "'9223372036854775808'",
-                                          "-0.0",
-                                          "0.0",
-                                          "'1e1'",
-                                          "10",
-                                          "'z'",
-                                          "9007199254740993",
-                                          "9007199254740992.0"};
+// clang-format off
+const std::vector<std::string> kValues = {
+    "NULL", "0", "1", "-1", "5", "5.0", "5.5", "'5'", "'5.0'", "' 5'", "'05'", "'abc'", "'ABC'", "'abd '", "''",
+    "'+x'", "x'35'", "x''", "x'616263'", "9223372036854775807", "9223372036854775808.0", "-9223372036854775808",
+    "1e300", "'9223372036854775808'", "-0.0", "0.0", "'1e1'", "10", "'z'", "9007199254740993",
+    "9007199254740992.0"};
+// clang-format on
 const std::vector<std::string> kColumns = {"i", "t", "n", "r", "nocase", "num", "plainly", "part"};
 
 void fill_mixed(Database &db, Dice &dice, const std::string &table, int rows) {
@@ -219,10 +197,7 @@ std::vector<std::string> with_expressions(std::vector<std::string> values) {
     return values;
 }
 
-TEST(RandomQueries, AgreeOverMixedTypes) {
-    const unsigned used = seed();
-    SCOPED_TRACE("QVK_SEED=" + std::to_string(used));
-    Dice dice{std::mt19937(used)};
+TEST_F(RandomQueries, AgreeOverMixedTypes) {
     Database db;
     fill_mixed(db, dice, "m", 200);
     fill_mixed(db, dice, "u", 30);

@@ -61,23 +61,11 @@ inline uint32_t slot_of(const Kernel &kernel) {
 inline std::string name_of(const Kernel &kernel) {
     static const char *const kClasses[] = {"_fixed_", "_dict_", "_dynp_", "_rle_"};
     static const char *const kForms[] = {"", "_null", "_tz", "_cla"};
-    static const char *const kOperations[] = {"eq",
-                                              "lt",
-                                              "gt",
-                                              "le",
-                                              "ge",
-                                              "ne",
-                                              "gt_lt",
-                                              "gt_le",
-                                              "ge_lt",
-                                              "ge_le",
-                                              "decode",
-                                              "decode_unpack",
-                                              "decode_symbol",
-                                              "set",
-                                              "burst",
-                                              "sum",
-                                              "distinct"};
+    // clang-format off
+    static const char *const kOperations[] = {"eq", "lt", "gt", "le", "ge", "ne", "gt_lt", "gt_le", "ge_lt", "ge_le",
+                                              "decode", "decode_unpack", "decode_symbol", "set", "burst",
+                                              "sum", "distinct"};
+    // clang-format on
     return std::string("kdzk_") + kOperations[kernel.operation] + kClasses[kernel.kernel_class]
            + std::to_string(kernel.width_bits) + "bit" + kForms[kernel.form];
 }

@@ -29,20 +29,19 @@ constexpr Entry entry(KernelId id, kdzk_vec_fn kernel) { return {id, {.vec = ker
 
 constexpr Entry kKernels[] = {KDZK_PREDICATE_KERNELS(KDZK_PREDICATE_ENTRIES)};
 
-// The stubs follow a rule: dict has sum and distinct up to 32 bits, fixed has sum at the lanes' widths.
-constexpr uint8_t kDictStubWidths[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 24, 32};
-constexpr uint8_t kFixedStubWidths[] = {8, 16, 32, 64};
-
-// Calls visit(entry) for every live slot.
+// Calls visit(entry) for every live slot. The stubs follow a rule: dict has sum and distinct up to 32 bits, fixed has
+// sum at its lanes' widths.
 template <typename Visitor>
 constexpr void for_each_live(Visitor visit) {
     for (const Entry &kernel : kKernels)
         visit(kernel);
-    for (const uint8_t width : kDictStubWidths) {
+    for (uint8_t width = 1; width <= 32; ++width) {
+        if (!is_width(width))
+            continue;
         visit(entry({KernelClass::dict, width, Operation::sum, Form::plain}, kdzk_stub));
         visit(entry({KernelClass::dict, width, Operation::distinct, Form::plain}, kdzk_stub));
     }
-    for (const uint8_t width : kFixedStubWidths)
+    for (uint8_t width = 8; width <= 64; width = uint8_t(width * 2))
         visit(entry({KernelClass::fixed, width, Operation::sum, Form::plain}, kdzk_stub));
 }
 
