@@ -68,29 +68,6 @@ std::vector<uint64_t> random_bits(size_t rows, uint32_t one_in) {
     return words;
 }
 
-// All benchmarks, in the order of registration.
-std::vector<NamedRate> rates;
-
-// What one call of a benchmark moves and tests.
-struct Work {
-    size_t bytes, rows;
-};
-
-// Measures calls of what body() gives. The machine loop is the benchmark that stands for what the machine can do; a
-// rate is told as a share of its rate.
-template <typename Body>
-void measure(const std::string &name, const std::string &machine_loop, Work work, Body body,
-             const std::string &plain_loop = "") {
-    rates.push_back({name, machine_loop, plain_loop});
-    benchmark::RegisterBenchmark(name.c_str(), [work, body](benchmark::State &state) {
-        auto call = body();
-        for (auto _ : state)
-            call();
-        state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(work.bytes));
-        state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(work.rows));
-    });
-}
-
 // The width behind a row of the table.
 uint32_t width_of_slot(uint32_t slot) {
     uint32_t width = 1;
@@ -279,8 +256,7 @@ int main(int argc, char **argv) {
         return 2;
     constexpr size_t slack_bytes = 64;  // more than any kernel reads behind its payload
     fill_shared(working_sets().back().bytes + slack_bytes);
-    measure("dependent_adds/core", "", {0, 1 << 16},
-            [] { return [] { benchmark::DoNotOptimize(dependent_adds(1 << 16)); }; });
+    measure(kDependentAdds, "", {0, 1 << 16}, [] { return [] { benchmark::DoNotOptimize(dependent_adds(1 << 16)); }; });
     for (const WorkingSet &set : working_sets()) {
         register_machine(set);
         register_bit_vectors(set);
@@ -291,6 +267,6 @@ int main(int argc, char **argv) {
             register_small_calls(kdzk_slot(KDZK_CLASS_DICT, width, operation, KDZK_FORM_NULL));
     for (const uint32_t one_in : {100u, 10u, 2u})
         register_iteration(one_in);
-    RateTable table(rates);
+    RateTable table;
     benchmark::RunSpecifiedBenchmarks(&table);
 }

@@ -15,21 +15,47 @@ struct NamedRate {
     std::string name, machine_loop, plain_loop;
 };
 
+// All benchmarks that measure() registered, in that order.
+const std::vector<NamedRate> &measured_rates();
+void add_measured_rate(NamedRate rate);
+
+// What one call of a benchmark moves and deals with: rows of a column, codes of a stream.
+struct Work {
+    size_t bytes, rows;
+};
+
+// Measures calls of what body() gives.
+template <typename Body>
+void measure(const std::string &name, const std::string &machine_loop, Work work, Body body,
+             const std::string &plain_loop = "") {
+    add_measured_rate({name, machine_loop, plain_loop});
+    benchmark::RegisterBenchmark(name.c_str(), [work, body](benchmark::State &state) {
+        auto call = body();
+        for (auto _ : state)
+            call();
+        state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(work.bytes));
+        state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(work.rows));
+    });
+}
+
+// By this benchmark, one item a cycle, rates become cycles.
+inline constexpr const char *kDependentAdds = "dependent_adds/core";
+
 // Keeps the best of the repetitions and prints a table at the end: rates, rows a cycle, share of the machine loop,
 // multiple of the plain one.
 class RateTable : public benchmark::ConsoleReporter {
   public:
-    // In the order of the table.
-    explicit RateTable(std::vector<NamedRate> rates) : rates_(std::move(rates)) {}
     bool ReportContext(const Context &context) override;
     void ReportRuns(const std::vector<Run> &runs) override;
     void Finalize() override;
 
-  private:
+  protected:
     struct Rate {
         double bytes_per_second = 0, rows_per_second = 0, nanoseconds = 0;
     };
-    std::vector<NamedRate> rates_;
-    std::map<std::string, Rate> best_;
     Rate best_of(const std::string &name) const;
+    double cycles_per_second() const { return best_of(kDependentAdds).rows_per_second; }
+
+  private:
+    std::map<std::string, Rate> best_;
 };

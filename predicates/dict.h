@@ -13,7 +13,7 @@
 #include "frame/encoding.h"
 #include "lanes.h"
 #include "predicates/lane_test.h"
-#include "predicates/packing.h"
+#include "frame/packing.h"
 #include "predicates/row_fetch.h"
 
 namespace kdzk {

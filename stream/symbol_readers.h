@@ -1,14 +1,24 @@
 // symbol_readers.h: turns a code stream into bytes. A code of so many bits, most significant bit first, selects a
 // symbol of 1 to 8 bytes.
+//
+// Codes are taken in blocks of 32. Each stores its symbol's whole eight-byte word and moves on by the symbol's length,
+// so that nothing depends on the length but where the next one is stored. Up to seven bytes behind the symbol are
+// written too, and overwritten by what follows. So the last 32 codes at least are taken one by one and written exactly:
+// they are 32 bytes or more, and no block writes beyond the output or reads beyond the codes.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <utility>
 
 #include "bitvec/bits.h"
+#include "frame/packing.h"
 
 namespace kdzk {
 
 inline constexpr uint32_t kSymbolBytes = 8;
+inline constexpr uint32_t kMaxCodeBits = 10;
+inline constexpr uint32_t kBlockCodes = 32;
 
 // Symbols as the driver lays them out: entry i of `symbols` holds symbol i in its first bytes, and its length in bytes
 // is entry i of `lengths`.
@@ -17,8 +27,37 @@ struct SymbolTable {
     const uint8_t *lengths;
 };
 
+template <int kWidth>
+constexpr uint64_t kCodeMask = (1u << kWidth) - 1;
+
+// How a block's codes are cut: an eight-byte load, taken as one number, serves as many codes as lie within it whole.
+// Codes that were cut by byte shuffles and sixteen-bit lanes, eight at a time, took a third longer.
+template <int kWidth>
+struct CodeWindow {
+    static constexpr int kCodes = codes_per_load(kWidth, sizeof(uint64_t));
+
+    static constexpr int load_at(int code) { return first_byte(kWidth, code / kCodes * kCodes); }
+    // Bits of the load behind the code.
+    static constexpr int shift(int code) { return 8 * (load_at(code) + 8) - (code + 1) * kWidth; }
+    // Codes of no bits are all 0, and a shift by the whole window isn't defined.
+    static uint64_t cut(uint64_t window, int code) {
+        return kWidth == 0 ? 0 : window >> shift(code) & kCodeMask<kWidth>;
+    }
+
+    // A block's last load ends within the 32 codes that follow every block.
+    static_assert(kWidth == 0 || load_at(kBlockCodes - 1) + 8 <= 2 * int(kBlockCodes) * kWidth / 8);
+};
+static_assert(CodeWindow<3>::kCodes == 16 && CodeWindow<8>::kCodes == 8 && CodeWindow<10>::kCodes == 4);
+static_assert(CodeWindow<9>::load_at(7) == 4 && CodeWindow<9>::shift(0) == 55 && CodeWindow<9>::shift(4) == 51);
+static_assert(CodeWindow<10>::load_at(31) == 35 && CodeWindow<10>::shift(31) == 24);
+
+inline uint8_t *write_word(SymbolTable table, uint64_t code, uint8_t *output) {
+    store(output, load<uint64_t>(table.symbols + kSymbolBytes * code));
+    return output + table.lengths[code];
+}
+
 // Writes one symbol exactly: no byte behind it is touched. Lengths are 1 to 8; nothing tests for that.
-inline uint8_t *write_symbol(SymbolTable table, uint32_t code, uint8_t *output) {
+inline uint8_t *write_symbol(SymbolTable table, uint64_t code, uint8_t *output) {
     const uint8_t *symbol = table.symbols + kSymbolBytes * code;
     uint8_t left = table.lengths[code];
     do {
@@ -27,27 +66,61 @@ inline uint8_t *write_symbol(SymbolTable table, uint32_t code, uint8_t *output) 
     return output;
 }
 
-// Codes that are bytes: nothing behind the last code is read. Returns the end of the output.
-inline uint8_t *read_byte_codes(const uint8_t *codes, uint32_t code_count, SymbolTable table, uint8_t *output) {
-    for (uint32_t i = 0; i < code_count; ++i)
-        output = write_symbol(table, codes[i], output);
+// Returns the end of the output, as the next one does.
+template <int kWidth>
+uint8_t *ypak_read_codes_blocks(const uint8_t *codes, uint32_t blocks, SymbolTable table, uint8_t *output) {
+    using Window = CodeWindow<kWidth>;
+    for (; blocks != 0; --blocks) {
+#pragma GCC unroll 32
+        for (int first = 0; first < int(kBlockCodes); first += Window::kCodes) {
+            const uint64_t window = load_be<uint64_t>(codes + Window::load_at(first));
+#pragma GCC unroll 32
+            for (int code = first; code < first + Window::kCodes; ++code)
+                output = write_word(table, Window::cut(window, code), output);
+        }
+        codes += kBlockCodes * kWidth / 8;
+    }
     return output;
 }
 
-// Codes of 0 to 10 bits, through a window of two bytes, which may reach one byte behind the last code. 16 bits suffice:
-// up to 9 bits at any offset in the first byte, 10 bits at the even ones, and no others occur.
-inline uint8_t *read_packed_codes(const uint8_t *codes, uint32_t code_count, SymbolTable table, uint8_t *output,
-                                  uint32_t code_bits) {
-    const uint32_t mask = (1u << code_bits) - 1;
+// Code by code through a window of two bytes, which may reach one byte behind the last code. 16 bits suffice: up to 9
+// bits at any offset in the first byte, 10 bits at the even ones, and no others occur. Codes that are bytes need no
+// window, and nothing behind the last one is read.
+template <int kWidth>
+uint8_t *ypak_read_codes_tail(const uint8_t *codes, uint32_t code_count, SymbolTable table, uint8_t *output) {
+    if constexpr (kWidth == 8) {
+        for (; code_count != 0; --code_count)
+            output = write_symbol(table, *codes++, output);
+        return output;
+    }
     uint32_t offset = 0;
-    for (uint32_t i = 0; i < code_count; ++i) {
+    for (; code_count != 0; --code_count) {
         const uint32_t window = load_be<uint16_t>(codes);
-        output = write_symbol(table, window >> (16 - code_bits - offset) & mask, output);
-        offset += code_bits;
+        output = write_symbol(table, window >> (16 - kWidth - offset) & kCodeMask<kWidth>, output);
+        offset += kWidth;
         codes += offset / 8;
         offset %= 8;
     }
     return output;
 }
+
+// Returns the number of bytes written.
+template <int kWidth>
+uint32_t ypak_read_codes(const uint8_t *codes, uint32_t code_count, SymbolTable table, uint8_t *output) {
+    const uint32_t blocks = code_count <= kBlockCodes ? 0 : code_count / kBlockCodes - 1;
+    uint8_t *end = ypak_read_codes_blocks<kWidth>(codes, blocks, table, output);
+    end = ypak_read_codes_tail<kWidth>(codes + size_t{blocks} * kBlockCodes * kWidth / 8,
+                                       code_count - blocks * kBlockCodes, table, end);
+    return uint32_t(end - output);
+}
+
+using CodeReader = uint32_t (*)(const uint8_t *codes, uint32_t code_count, SymbolTable table, uint8_t *output);
+
+template <int... kWidths>
+constexpr std::array<CodeReader, sizeof...(kWidths)> readers_of(std::integer_sequence<int, kWidths...>) {
+    return {ypak_read_codes<kWidths>...};
+}
+// By code width in bits.
+inline constexpr auto kCodeReaders = readers_of(std::make_integer_sequence<int, kMaxCodeBits + 1>());
 
 }  // namespace kdzk

@@ -9,7 +9,6 @@ namespace kdzk {
 namespace {
 
 constexpr uint32_t kMagic = 0x5950414B;  // "YPAK"
-constexpr uint32_t kMaxCodeBits = 10;
 
 enum HeaderFlags : uint8_t { kUnknownA = 0x01, kRequired = 0x02, kUnknownB = 0x08 };
 
@@ -58,9 +57,10 @@ const uint8_t *expand_symbols(const uint8_t *stream, const Header &header, uint8
     if (header.extended)
         at += 2 * header.symbol_count;
     for (uint32_t i = 0; i < header.symbol_count; ++i) {
-        lengths[i] = symbol_length(stream, i);
-        memcpy(symbols + kSymbolBytes * i, at, kSymbolBytes);
-        at += lengths[i];
+        const uint8_t length = symbol_length(stream, i);
+        lengths[i] = length;
+        store(symbols + kSymbolBytes * i, load<uint64_t>(at));
+        at += length;
     }
     return at;
 }
@@ -71,9 +71,7 @@ uint32_t read_codes(const uint8_t *at, const Header &header, SymbolTable table, 
     const uint8_t *codes = at + 4;
     if (header.extended)
         codes += load_be<uint32_t>(codes) >> 7;
-    const uint8_t *end = header.code_bits == 8 ? read_byte_codes(codes, code_count, table, output)
-                                               : read_packed_codes(codes, code_count, table, output, header.code_bits);
-    return uint32_t(end - output);
+    return kCodeReaders[header.code_bits](codes, code_count, table, output);
 }
 
 struct WorkArray {

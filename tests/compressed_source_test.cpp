@@ -2,6 +2,7 @@
 // after a decoder that failed.
 #include <gtest/gtest.h>
 
+#include "reference/ypak_writer.h"
 #include "support/host_stand_in.h"
 #include "support/predicate_call.h"
 
@@ -73,6 +74,21 @@ TEST_P(CompressedSourceTest, IsDecodedOnceAndThenTakenFromItsHolder) {
     kdzk_exec_ctx *const context = selective_ ? &context_ : nullptr;
     expect_answer(call_(context), context);
     EXPECT_EQ(host_.calls.size(), 2u);
+}
+
+TEST_P(CompressedSourceTest, IsDecodedByTheLibraryItself) {
+    reference::YpakStream stream{.symbols = {std::string(5, 0)}, .codes = {}};
+    for (const uint8_t byte : stream_) {
+        stream.symbols.push_back(std::string(1, static_cast<char>(byte)));
+        stream.codes.push_back(stream.symbols.size() - 1);
+    }
+    std::vector<uint8_t> bytes = stream.bytes();
+    bytes.resize(bytes.size() + 16);
+    call_.src.data = bytes.data();
+    host_.services.ypak_decode = kdzk_ypak_decode_dydi;
+    expect_answer(call_(&context_), &context_);
+    EXPECT_EQ(host_.calls.front(), expected_calls().front());
+    EXPECT_EQ(host_.calls.size(), 5u);  // the payload, and two scratch arrays that come and go
 }
 
 TEST_P(CompressedSourceTest, GoesOnWhenTheRaiseReturns) {

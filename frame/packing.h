@@ -47,17 +47,17 @@ constexpr int lane_bits(int width) {
 constexpr bool reaches_top_bit(int width) { return width + largest_shift(width) == lane_bits(width); }
 
 // Whether so many codes lie within one load, wherever in a group the load begins.
-constexpr bool fit_in_load(int width, int codes) {
+constexpr bool fit_in_load(int width, int codes, int load_bytes) {
     for (int code = 0; code < kGroupCodes; code += codes)
-        if (last_byte(width, code + codes - 1) - first_byte(width, code) >= kLoadBytes)
+        if (last_byte(width, code + codes - 1) - first_byte(width, code) >= load_bytes)
             return false;
     return true;
 }
 
-// A load serves the most rows, a power of two and at most 32, whose bits lie within it.
-constexpr int codes_per_load(int width) {
+// A load serves the most codes, a power of two and at most 32, whose bits lie within it.
+constexpr int codes_per_load(int width, int load_bytes = kLoadBytes) {
     int codes = 32;
-    while (!fit_in_load(width, codes))
+    while (!fit_in_load(width, codes, load_bytes))
         codes /= 2;
     return codes;
 }
