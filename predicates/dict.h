@@ -11,9 +11,9 @@
 #include <utility>
 
 #include "frame/encoding.h"
+#include "frame/packing.h"
 #include "lanes.h"
 #include "predicates/lane_test.h"
-#include "frame/packing.h"
 #include "predicates/row_fetch.h"
 
 namespace kdzk {
