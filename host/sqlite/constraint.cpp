@@ -98,7 +98,7 @@ Predicate in_list(const ColumnShape &shape, const Constraint &constraint, sqlite
         }
     }
     if (result != SQLITE_DONE && result != SQLITE_OK) {
-        throw SqlError("qvk: cannot read the values of IN");
+        throw SqlError("cannot read the values of IN");
     }
     return equal_to(constraint.column, std::move(wanted));
 }

@@ -18,7 +18,7 @@ extern "C" __attribute__((visibility("default"))) int sqlite3_qvksqlite_init(sql
     constexpr int kOldestVersion = 3038000;  // the first whose planner hands over IN lists and literals
     return qvk::shielded(message, [&] {
         if (sqlite3_libversion_number() < kOldestVersion) {
-            throw qvk::SqlError("qvk: SQLite 3.38 or later is needed");
+            throw qvk::SqlError("SQLite 3.38 or later is needed");
         }
         qvk::require_library();  // now, while a relative path to the extension still holds
         const SharedRegistry registry = std::make_shared<qvk::Registry>();

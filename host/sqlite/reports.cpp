@@ -24,10 +24,12 @@ std::vector<ReportRow> stats_of(const VirtualTable &table) {
     for (const Column &column : table.table.columns) {
         const Encoding &encoding = *column.encoding;
         const Dictionary *dictionary = encoding.dictionary();
+        const PayloadBytes payload = payload_bytes(encoding);
         rows.push_back({text(column.name), text(encoding.name()),
                         encoding.width_bits() > 0 ? number(encoding.width_bits()) : Value(),
                         dictionary ? number(dictionary->size()) : Value(), number(encoding.bytes()),
-                        number(column.source_bytes)});
+                        number(column.source_bytes), number(payload.packed), number(payload.stored),
+                        number(payload.decoded)});
     }
     return rows;
 }
@@ -43,10 +45,11 @@ std::vector<ReportRow> last_run_of(const VirtualTable &table) {
     return rows;
 }
 
-constexpr Report kStats{"qvk_stats",
-                        "CREATE TABLE t(name TEXT, encoding TEXT, width INT, distinct_values INT, bytes INT, "
-                        "source_bytes INT, table_name HIDDEN)",
-                        6, stats_of};
+constexpr Report kStats{
+    "qvk_stats",
+    "CREATE TABLE t(name TEXT, encoding TEXT, width INT, distinct_values INT, bytes INT, "
+    "source_bytes INT, payload_bytes INT, stored_payload_bytes INT, decoded_bytes INT, table_name HIDDEN)",
+    9, stats_of};
 constexpr Report kLastRun{"qvk_last_run",
                           "CREATE TABLE t(name TEXT, encoding TEXT, kernel TEXT, full_scans INT, selections INT, "
                           "table_name HIDDEN)",
@@ -117,7 +120,7 @@ const VirtualTable &find_table(const ReportTable &from, const std::string &text)
             return *table;
         }
     }
-    throw SqlError(std::string(from.report->name) + ": " + text + " is not a qvk table");
+    throw SqlError(text + " is not a qvk table");
 }
 
 int filter(sqlite3_vtab_cursor *base, int, const char *, int, sqlite3_value **arguments) {

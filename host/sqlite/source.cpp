@@ -200,7 +200,7 @@ Source find_source(sqlite3 *db, const std::string &schema, const SqlName &name) 
         source.columns.push_back(std::move(shape));
     }
     if (source.columns.empty()) {
-        throw SqlError("qvk: " + source.sql_name + " has no columns");
+        throw SqlError(source.sql_name + " has no columns");
     }
     return source;
 }
@@ -214,7 +214,8 @@ std::string declaration(const Source &source) {
     return sql + ')';
 }
 
-Table load_rows(sqlite3 *db, Source &source, const KernelLibrary *library, uint32_t segment_rows, const char *title) {
+Table load_rows(sqlite3 *db, Source &source, const KernelLibrary *library, const TableOptions &options,
+                const char *title) {
     TableBuilder builder(source.columns.size());
     const Progress progress{title};
     const Statement rows = select_all(db, source.sql_name);
@@ -230,7 +231,7 @@ Table load_rows(sqlite3 *db, Source &source, const KernelLibrary *library, uint3
     for (const ColumnShape &shape : source.columns) {
         names.push_back(shape.name);
     }
-    Table table = builder.finish(library, names, segment_rows);
+    Table table = builder.finish(library, names, options);
     for (size_t column = 0; column < source.columns.size(); ++column) {
         if (const Dictionary *dictionary = table.columns[column].encoding->dictionary()) {
             study_values(db, *dictionary, source.columns[column]);

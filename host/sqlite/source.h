@@ -39,7 +39,8 @@ Source find_source(sqlite3 *db, const std::string &schema, const SqlName &name);
 std::string declaration(const Source &source);
 
 // Takes in all rows. title names the table in the progress line, which shows if standard error is a terminal.
-Table load_rows(sqlite3 *db, Source &source, const KernelLibrary *library, uint32_t segment_rows, const char *title);
+Table load_rows(sqlite3 *db, Source &source, const KernelLibrary *library, const TableOptions &options,
+                const char *title);
 
 ValueView view_of(sqlite3_value *value);
 // The value as a comparison under numeric affinity, or text affinity, sees it.

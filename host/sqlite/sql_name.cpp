@@ -38,7 +38,7 @@ SqlName parse_name(const std::string &text) {
         name = {std::move(name.table), take_identifier(rest)};
     }
     if (name.table.empty() || !rest.empty()) {
-        throw SqlError("qvk: not the name of a table: " + text);
+        throw SqlError("not the name of a table: " + text);
     }
     return name;
 }

@@ -24,7 +24,7 @@ using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
 inline Statement prepare(sqlite3 *db, const std::string &sql) {
     sqlite3_stmt *statement = nullptr;
     if (sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
-        throw SqlError(std::string("qvk: ") + sqlite3_errmsg(db));
+        throw SqlError(sqlite3_errmsg(db));
     }
     return Statement(statement);
 }
@@ -32,7 +32,7 @@ inline Statement prepare(sqlite3 *db, const std::string &sql) {
 inline bool step(sqlite3 *db, const Statement &statement) {
     const int result = sqlite3_step(statement.get());
     if (result != SQLITE_ROW && result != SQLITE_DONE) {
-        throw SqlError(std::string("qvk: ") + sqlite3_errmsg(db));
+        throw SqlError(sqlite3_errmsg(db));
     }
     return result == SQLITE_ROW;
 }
@@ -47,7 +47,7 @@ int shielded(char **message, Body &&body) noexcept {
         return SQLITE_NOMEM;
     } catch (const std::exception &error) {
         sqlite3_free(*message);
-        *message = sqlite3_mprintf("%s", error.what());
+        *message = sqlite3_mprintf("qvk: %s", error.what());
         return SQLITE_ERROR;
     }
 }

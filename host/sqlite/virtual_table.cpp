@@ -3,14 +3,10 @@
 // Only the declaration is persistent: whoever opens the file again encodes the source again at the first use.
 #include "virtual_table.h"
 #include "plan.h"
-
-#include <algorithm>
-#include <cstdlib>
+#include "table_arguments.h"
 
 namespace qvk {
 namespace {
-
-constexpr int kFirstArgument = 3;  // after the names of module, schema and table
 
 struct Cursor : sqlite3_vtab_cursor {
     std::unique_ptr<TableScan> scan;
@@ -19,58 +15,28 @@ struct Cursor : sqlite3_vtab_cursor {
 
 VirtualTable &table_of(sqlite3_vtab_cursor *cursor) { return *static_cast<VirtualTable *>(cursor->pVtab); }
 
-uint32_t parse_segment_rows(const std::string &value) {
-    char *end = nullptr;
-    const unsigned long rows = std::strtoul(value.c_str(), &end, 10);
-    if (*end != '\0' || rows < 64 || rows > kMaxSegmentRows || rows % 64 != 0) {
-        throw SqlError("qvk: segment_rows has to be a multiple of 64, not " + value);
-    }
-    return static_cast<uint32_t>(rows);
-}
-
-std::string trimmed(const std::string &text) {
-    const size_t first = text.find_first_not_of(" \t\r\n");
-    return first == text.npos ? "" : text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
-
-uint32_t read_options(int argc, const char *const *argv) {
-    uint32_t segment_rows = kSegmentRows;
-    for (int at = kFirstArgument + 1; at < argc; ++at) {
-        const std::string option = argv[at];
-        const size_t equals = std::min(option.find('='), option.size());
-        if (trimmed(option.substr(0, equals)) != "segment_rows") {
-            throw SqlError("qvk: unknown option: " + option);
-        }
-        segment_rows = parse_segment_rows(trimmed(option.substr(std::min(equals + 1, option.size()))));
-    }
-    return segment_rows;
-}
-
 // Texts of another encoding would neither sort nor come back by the bytes that the source holds.
 void require_utf8(sqlite3 *db) {
     const Statement encoding = prepare(db, "PRAGMA encoding");
     step(db, encoding);
     if (std::string(reinterpret_cast<const char *>(sqlite3_column_text(encoding.get(), 0))) != "UTF-8") {
-        throw SqlError("qvk: the database has to be in UTF-8");
+        throw SqlError("the database has to be in UTF-8");
     }
 }
 
 std::unique_ptr<VirtualTable> make_table(sqlite3 *db, Registry *registry, int argc, const char *const *argv) {
-    if (argc <= kFirstArgument || trimmed(argv[kFirstArgument]).empty()) {
-        throw SqlError("qvk: which table? USING qvk(source [, option=value ...])");
-    }
-    const uint32_t segment_rows = read_options(argc, argv);
+    const TableArguments arguments = read_arguments(argc, argv);
     require_utf8(db);
     const KernelLibrary *library = require_library();
     auto made = std::make_unique<VirtualTable>();
     made->db = db;
     made->registry = registry;
     made->name = {argv[1], argv[2]};
-    made->source = find_source(db, argv[1], parse_name(argv[kFirstArgument]));
+    made->source = find_source(db, argv[1], arguments.source);
     if (sqlite3_declare_vtab(db, declaration(made->source).c_str()) != SQLITE_OK) {
-        throw SqlError(std::string("qvk: ") + sqlite3_errmsg(db));
+        throw SqlError(sqlite3_errmsg(db));
     }
-    made->table = load_rows(db, made->source, library, segment_rows, argv[2]);
+    made->table = load_rows(db, made->source, library, arguments.options, argv[2]);
     return made;
 }
 
@@ -106,12 +72,7 @@ int close(sqlite3_vtab_cursor *cursor) {
     return SQLITE_OK;
 }
 
-void move_on(Cursor &cursor) {
-    cursor.at_end = !cursor.scan->advance();
-    if (cursor.scan->error()) {
-        throw SqlError(std::string("qvk: ") + cursor.scan->error());
-    }
-}
+void move_on(Cursor &cursor) { cursor.at_end = !cursor.scan->advance(); }
 
 int next(sqlite3_vtab_cursor *cursor) {
     return shielded(&cursor->pVtab->zErrMsg, [&] { move_on(*static_cast<Cursor *>(cursor)); });
@@ -134,11 +95,12 @@ int filter(sqlite3_vtab_cursor *base, int, const char *index_string, int, sqlite
 int at_end(sqlite3_vtab_cursor *cursor) { return static_cast<Cursor *>(cursor)->at_end; }
 
 int column(sqlite3_vtab_cursor *base, sqlite3_context *context, int index) {
-    const TableScan &scan = *static_cast<Cursor *>(base)->scan;
-    const Column &column = table_of(base).table.columns[static_cast<size_t>(index)];
-    // In place: a table outlives every statement that reads it.
-    give(context, column.encoding->value(scan.segment(), scan.row()), SQLITE_STATIC);
-    return SQLITE_OK;
+    return shielded(&base->pVtab->zErrMsg, [&] {
+        const TableScan &scan = *static_cast<Cursor *>(base)->scan;
+        const Table &table = table_of(base).table;
+        // In place: a table outlives every statement that reads it.
+        give(context, table.value(static_cast<size_t>(index), scan.segment(), scan.row()), SQLITE_STATIC);
+    });
 }
 
 int row_id(sqlite3_vtab_cursor *base, sqlite3_int64 *id) {
@@ -167,7 +129,7 @@ const KernelLibrary *require_library() {
     std::string error;
     const KernelLibrary *library = open_kernel_library(kernel_library_beside_this_code(), error);
     if (!library) {
-        throw SqlError("qvk: " + error);
+        throw SqlError(error);
     }
     return library;
 }

@@ -78,13 +78,13 @@ ColumnScan scan_of(const std::vector<CodeRun> &runs, const CodeSpace &space) {
 struct DictEncoding final : Encoding {
     Dictionary values;
     KernelFamily family;
-    std::vector<std::unique_ptr<Segment>> segments;
+    std::vector<std::unique_ptr<Segment>> parts;
 
     std::string_view name() const override { return "dict"; }
     uint32_t width_bits() const override { return family.width_bits; }
     uint64_t bytes() const override;
-    ValueView value(size_t segment, uint32_t row) const override {
-        return values.values[code_at(segments[segment]->payload.data(), family.width_bits, row)].view();
+    ValueView value(size_t segment, uint32_t row, HostServices &services) const override {
+        return values.values[code_at(payload_of(*parts[segment], services), family.width_bits, row)].view();
     }
     const KernelFamily *kernels() const override { return &family; }
     const Dictionary *dictionary() const override { return &values; }
@@ -93,14 +93,11 @@ struct DictEncoding final : Encoding {
         constexpr uint32_t kLarge = 1u << 20;
         return scan_of(typical_runs(predicate, values.has_null(), kLarge), {values.lowest_code(), kLarge});
     }
-    Segment *segment(size_t index) override { return segments[index].get(); }
+    std::span<const std::unique_ptr<Segment>> segments() const override { return parts; }
 };
 
 uint64_t DictEncoding::bytes() const {
-    uint64_t sum = 0;
-    for (const auto &segment : segments) {
-        sum += segment->payload.size();
-    }
+    uint64_t sum = payload_bytes(*this).stored;
     for (const Value &value : values.values) {
         sum += sizeof value + value.bytes.size();
     }
@@ -153,9 +150,9 @@ std::unique_ptr<Encoding> make_dict_encoding(ColumnStage &&stage, uint32_t segme
     for (size_t row = 0; row < codes.size(); row += segment_rows) {
         const std::span<const uint32_t> part = codes.subspan(row, std::min<size_t>(segment_rows, codes.size() - row));
         auto segment = std::make_unique<Segment>();
-        segment->payload = pack_codes(part, width);
+        segment->stored = pack_codes(part, width);
         segment->seal(static_cast<uint32_t>(part.size()), static_cast<uint8_t>(width));
-        made->segments.push_back(std::move(segment));
+        made->parts.push_back(std::move(segment));
     }
     return made;
 }

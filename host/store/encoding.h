@@ -6,10 +6,12 @@
 
 #include "column_stage.h"
 #include "dictionary.h"
+#include "host_services.h"
 #include "kernel_library.h"
 #include "predicate.h"
 
 #include <memory>
+#include <span>
 
 namespace qvk {
 
@@ -28,27 +30,19 @@ struct ColumnScan {
     uint64_t hits = 0;  // if tested: the rows of the whole column that pass
 };
 
-// A run of rows of one column as the library sees it. The vector points into the segment, so a segment stays in place.
-struct Segment {
-    std::vector<uint8_t> payload;  // with the slack behind it
-    kdzk_enc_ctx encoding{};
-    kdzk_vec vector{};
-    void *decompressed = nullptr;  // holder behind decomp_slot, filled by the first kernel over a compressed payload
-
-    Segment() = default;
-    Segment(const Segment &) = delete;
-    Segment &operator=(const Segment &) = delete;
-    ~Segment() { drop_decompressed(); }
-    void seal(uint32_t rows, uint8_t width_bits);
-    void drop_decompressed();
+// What the segments of a column take, in bytes.
+struct PayloadBytes {
+    uint64_t packed = 0;   // before compression
+    uint64_t stored = 0;   // as they are kept
+    uint64_t decoded = 0;  // besides, decoded at the moment
 };
 
 struct Encoding {
     virtual ~Encoding() = default;
     virtual std::string_view name() const = 0;
     virtual uint32_t width_bits() const = 0;  // of one code; 0 if rows aren't of one width
-    virtual uint64_t bytes() const = 0;
-    virtual ValueView value(size_t segment, uint32_t row) const = 0;
+    virtual uint64_t bytes() const = 0;       // of all that is stored
+    virtual ValueView value(size_t segment, uint32_t row, HostServices &services) const = 0;
 
     // Null: no kernel serves this encoding yet, and the column is left to the caller.
     virtual const KernelFamily *kernels() const { return nullptr; }
@@ -56,8 +50,11 @@ struct Encoding {
     virtual ColumnScan scan_for(const Predicate &) const { return {ColumnScan::Rows::all, {}}; }
     // The calls for a predicate of this shape whose values aren't known yet, taken to be inside the column's range.
     virtual ColumnScan typical_scan(const Predicate &) const { return {ColumnScan::Rows::all, {}}; }
-    virtual Segment *segment(size_t) { return nullptr; }
+    // What kernels look at; none without kernels.
+    virtual std::span<const std::unique_ptr<Segment>> segments() const { return {}; }
 };
+
+PayloadBytes payload_bytes(const Encoding &encoding);
 
 // The one place where a column's encoding is chosen.
 std::unique_ptr<Encoding> choose_encoding(ColumnStage &&stage, uint32_t segment_rows);

@@ -16,42 +16,91 @@ extern "C" __attribute__((visibility("default"))) void host_raise_internal_error
 namespace qvk {
 namespace {
 
+RaiseTarget &target_of(void *env) { return *static_cast<RaiseTarget *>(static_cast<kdzk_env *>(env)->err_handle); }
+
 // The library doesn't test the result, so an allocation that fails has to leave by the raise.
 void *checked(void *env, void *block) {
     if (!block) {
-        host_raise_internal_error(env, static_cast<kdzk_env *>(env)->err_handle, "out of memory", 0);
+        host_raise_internal_error(env, &target_of(env), "out of memory", 0);
     }
     return block;
 }
 
-void *allocate_payload(void *env, void *, uint32_t size, const char *, uint64_t, uint64_t, uint64_t) {
-    return checked(env, std::malloc(size > 0 ? size : 1));
+void *allocate_payload(void *env, void *heap, uint32_t, const char *, uint64_t, uint64_t, uint64_t alloc_arg) {
+    Segment &segment = *reinterpret_cast<Segment *>(alloc_arg);
+    return checked(env, static_cast<DecodedPayloads *>(heap)->allocate(segment));
 }
 
 void *allocate_scratch(void *env, uint64_t size, const char *, uint64_t, uint64_t, uint64_t *) {
-    return checked(env, std::malloc(size > 0 ? size : 1));
+    void *block = checked(env, std::malloc(sizeof(ScratchHeader) + size));
+    ScratchHeader *header = new (block) ScratchHeader{target_of(env).scratch};
+    target_of(env).scratch = header;
+    return header + 1;
 }
 
-void free_scratch(void *, void *block, uint64_t) { std::free(block); }
-
-}  // namespace
-
-void set_up_services(HostServices &services, kdzk_ypak_decode_fn ypak_decode) {
-    services.environment.err_handle = &services.target;
-    services.entries = {.env = &services.environment,
-                        .heap = nullptr,
-                        .alloc = allocate_payload,
-                        .stream_alloc = allocate_scratch,
-                        .stream_free = free_scratch,
-                        .ypak_decode = ypak_decode};
+void free_last_scratch(RaiseTarget &target) {
+    ScratchHeader *last = target.scratch;
+    target.scratch = last->earlier;
+    std::free(last);
 }
 
-bool call_guarded(HostServices &services, void (*body)(void *), void *argument) {
-    if (setjmp(services.target.back) != 0) {
+// Decoders free in the reverse order.
+void free_scratch(void *env, void *, uint64_t) { free_last_scratch(target_of(env)); }
+
+// False after a raise.
+bool call_guarded(RaiseTarget &target, void (*body)(void *), void *argument) {
+    if (setjmp(target.back) != 0) {
         return false;
     }
     body(argument);
     return true;
+}
+
+// What the library does for its kernels in the same way.
+struct Decoding {
+    Segment &segment;
+    const kdzk_host_env &host;
+};
+
+void decode(void *argument) {
+    const auto &[segment, host] = *static_cast<Decoding *>(argument);
+    void *buffer = host.alloc(host.env, host.heap, segment.payload_bytes(), "rows of a segment: payload", 8, 16,
+                              segment.vector.alloc_arg);
+    kdzk_ypak_ctx context{host.env, host.heap, host.stream_alloc, host.stream_free};
+    uint32_t produced = 0;
+    if (host.ypak_decode(&context, segment.stored.data(), buffer, &produced, segment.payload_bytes()) != 0) {
+        host_raise_internal_error(host.env, host.env->err_handle, "rows of a segment: decoding failed", 0);
+    }
+}
+
+}  // namespace
+
+HostServices::HostServices(kdzk_ypak_decode_fn ypak_decode, uint64_t memory_limit) : decoded(memory_limit) {
+    environment.err_handle = &target;
+    entries = {.env = &environment,
+               .heap = &decoded,
+               .alloc = allocate_payload,
+               .stream_alloc = allocate_scratch,
+               .stream_free = free_scratch,
+               .ypak_decode = ypak_decode};
+}
+
+void call_over(Segment &source, HostServices &services, void (*body)(void *), void *argument) {
+    services.decoded.use(source);
+    if (call_guarded(services.target, body, argument)) {
+        return;
+    }
+    while (services.target.scratch) {
+        free_last_scratch(services.target);
+    }
+    services.decoded.drop(source);  // a payload that isn't whole would pass for one
+    throw CallFailed(services.target.message);
+}
+
+const uint8_t *decode_payload(Segment &segment, HostServices &services) {
+    Decoding decoding{segment, services.entries};
+    call_over(segment, services, decode, &decoding);
+    return static_cast<const uint8_t *>(segment.decompressed);
 }
 
 }  // namespace qvk

@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 #include <filesystem>
+#include <link.h>
 #include <mutex>
 
 namespace qvk {
@@ -26,12 +27,16 @@ bool find_all(void *handle, KernelLibrary &library) {
 
 std::string path_of_this_code() {
     Dl_info info{};
+    link_map *object = nullptr;
     std::error_code unresolved;
-    if (dladdr(reinterpret_cast<void *>(&open_kernel_library), &info) == 0 || !info.dli_fname) {
+    void *const here = reinterpret_cast<void *>(&open_kernel_library);
+    if (dladdr1(here, &info, reinterpret_cast<void **>(&object), RTLD_DL_LINKMAP) == 0 || !info.dli_fname) {
         return "";
     }
-    // The loader may have been given a relative path.
-    const std::filesystem::path path = std::filesystem::canonical(info.dli_fname, unresolved);
+    // The loader knows a program by the name it was called with only, and may have been given a relative path.
+    const bool is_program = object->l_name[0] == '\0';
+    const std::filesystem::path path =
+        std::filesystem::canonical(is_program ? "/proc/self/exe" : info.dli_fname, unresolved);
     return unresolved ? info.dli_fname : path.string();
 }
 

@@ -52,7 +52,9 @@ struct PlainEncoding final : Encoding {
     std::string_view name() const override { return "plain"; }
     uint32_t width_bits() const override { return 0; }
     uint64_t bytes() const override { return values.bytes(); }
-    ValueView value(size_t segment, uint32_t row) const override { return values.at(segment * segment_rows + row); }
+    ValueView value(size_t segment, uint32_t row, HostServices &) const override {
+        return values.at(segment * segment_rows + row);
+    }
 };
 
 }  // namespace

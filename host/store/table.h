@@ -9,6 +9,15 @@ namespace qvk {
 inline constexpr uint32_t kSegmentRows = 1u << 16;
 // Kernels count a packed segment's bits in 32 bits.
 inline constexpr uint32_t kMaxSegmentRows = 1u << 27;
+// Of decoded payloads: a column of 64 million rows by a byte each.
+inline constexpr uint64_t kMemoryLimit = 64u << 20;
+
+// How a table is to be made.
+struct TableOptions {
+    uint32_t segment_rows = kSegmentRows;
+    bool compress = false;                 // payloads are stored compressed where that pays
+    uint64_t memory_limit = kMemoryLimit;  // of decoded payloads held at once, in bytes
+};
 
 struct Column {
     std::string name;
@@ -18,13 +27,16 @@ struct Column {
 
 struct Table {
     const KernelLibrary *library = nullptr;
-    kdzk_ypak_decode_fn ypak_decode = nullptr;  // the library's, or a decoder of the host's own
     uint32_t segment_rows = kSegmentRows;
     uint64_t row_count = 0;
     std::vector<Column> columns;
+    std::unique_ptr<HostServices> services;  // a decoder of the host's own may be put in
 
     size_t segment_count() const { return (row_count + segment_rows - 1) / segment_rows; }
     uint32_t rows_in_segment(size_t segment) const;
+    ValueView value(size_t column, size_t segment, uint32_t row) const {
+        return columns[column].encoding->value(segment, row, *services);
+    }
 };
 
 // Takes rows and makes a table of them.
@@ -35,7 +47,7 @@ struct TableBuilder {
     explicit TableBuilder(size_t columns) : stages(columns) {}
     void add(size_t column, const ValueView &value) { stages[column].add(value); }
     // Names by column. The builder is used up.
-    Table finish(const KernelLibrary *library, const std::vector<std::string> &names, uint32_t segment_rows);
+    Table finish(const KernelLibrary *library, const std::vector<std::string> &names, const TableOptions &options);
 };
 
 }  // namespace qvk

@@ -64,7 +64,6 @@ KernelRuns::Entry &KernelRuns::of(uint32_t column, const KernelCall &call) {
 }
 
 TableScan::TableScan(const Table &scanned, const std::vector<Predicate> &conjunction) : table(scanned) {
-    set_up_services(services, table.ypak_decode);
     bool nothing = false;
     for (const Predicate &predicate : conjunction) {
         Encoding *encoding = table.columns[predicate.column].encoding.get();
@@ -129,19 +128,19 @@ bool TableScan::advance_untested() {
 bool TableScan::fill_batch() {
     batch_used = 0;
     batch_size = at_segment > 0 ? table.library->next_ones(&ones, batch.data(), batch.size()) : 0;
-    while (batch_size == 0 && !failed && at_segment < table.segment_count()) {
+    while (batch_size == 0 && at_segment < table.segment_count()) {
         batch_size = enter_segment() ? table.library->next_ones(&ones, batch.data(), batch.size()) : 0;
     }
     return batch_size > 0;
 }
 
-// Answers the conjunction over the next segment. False if no row passes or a call failed.
+// Answers the conjunction over the next segment. False if no row passes.
 bool TableScan::enter_segment() {
     const size_t entered = at_segment++;
     uint32_t hits = table.rows_in_segment(entered);
     for (size_t test = 0; test < tests.size(); ++test) {
-        failed = !apply(tests[test], test == 0, hits);
-        if (failed || hits == 0) {
+        apply(tests[test], test == 0, hits);
+        if (hits == 0) {
             return false;
         }
     }
@@ -151,19 +150,16 @@ bool TableScan::enter_segment() {
 
 // Narrows the selection by one column's test. Each kernel ANDs the selection so far into its own result, so what is
 // left is to OR the results of the calls.
-bool TableScan::apply(const ColumnTest &test, bool first, uint32_t &hits) {
-    Segment &source = *test.encoding->segment(segment());
+void TableScan::apply(const ColumnTest &test, bool first, uint32_t &hits) {
+    Segment &source = *test.encoding->segments()[segment()];
     const bool selective = hits < source.vector.row_count / rows_for_one_visit(test.encoding->kernels()->width_bits);
     for (size_t call = 0; call < test.scan.any_of.size(); ++call) {
         KernelRun run = prepare(*table.library, *test.encoding->kernels(), test.scan.any_of[call], source);
         run.destination.res_bv = call == 0 ? united.data() : single.data();
-        run.context.host = &services.entries;
+        run.context.host = &table.services->entries;
         run.context.sel_bv = first ? nullptr : selected.data();
         run.context.selective = selective;
-        if (!call_guarded(services, run_kernel, &run)) {
-            source.drop_decompressed();  // what the failed decoder left behind would pass for a payload
-            return false;
-        }
+        call_over(source, *table.services, run_kernel, &run);
         KernelRuns::Entry &entry = runs->of(test.column, test.scan.any_of[call]);
         ++(run.context.flags & KDZK_RAN_SELECTIVE ? entry.selections : entry.full_scans);
         hits = run.destination.hit_count;
@@ -172,7 +168,6 @@ bool TableScan::apply(const ColumnTest &test, bool first, uint32_t &hits) {
         }
     }
     std::swap(selected, united);
-    return true;
 }
 
 }  // namespace qvk

@@ -2,12 +2,10 @@
 //
 //     TableScan scan(table, conjunction);
 //     while (scan.advance()) { use(scan.segment(), scan.row()); }
-//     if (scan.error()) ...
 //
 // A segment is scanned when the walk reaches it, so a caller that stops early pays for what it saw.
 #pragma once
 
-#include "host_services.h"
 #include "table.h"
 
 #include <array>
@@ -31,13 +29,11 @@ class TableScan {
     TableScan(const TableScan &) = delete;
     TableScan &operator=(const TableScan &) = delete;
 
-    // To the next row that passes. False at the end and after an error.
+    // To the next row that passes. False at the end. Throws CallFailed, after which there is nothing more to ask for.
     bool advance();
     size_t segment() const { return at_segment - 1; }
     uint32_t row() const { return at_row; }  // within the segment
     uint64_t table_row() const { return segment() * table.segment_rows + at_row; }
-    // Why the walk ended early, or null.
-    const char *error() const { return failed ? services.target.message : nullptr; }
     // Goes on while the walk does, and outlives the scan.
     std::shared_ptr<const KernelRuns> kernel_runs() const { return runs; }
 
@@ -52,9 +48,7 @@ class TableScan {
 
     const Table &table;
     std::vector<ColumnTest> tests;
-    HostServices services;
     std::shared_ptr<KernelRuns> runs = std::make_shared<KernelRuns>();
-    bool failed = false;
 
     std::vector<uint64_t> selected, united, single;  // bit vectors over one segment
     size_t at_segment = 0;                           // the segment after the current one
@@ -68,7 +62,7 @@ class TableScan {
     bool fill_batch();
     bool enter_segment();
     void put_in_order();
-    bool apply(const ColumnTest &test, bool first, uint32_t &hits);
+    void apply(const ColumnTest &test, bool first, uint32_t &hits);
 };
 
 }  // namespace qvk

@@ -123,7 +123,7 @@ TEST(BadInput, GivesOneErrorAndLeavesNothing) {
         {"CREATE VIRTUAL TABLE q USING qvk(t, colour=red)", "qvk: unknown option: colour=red"},
         {"CREATE VIRTUAL TABLE q USING qvk(t, t)", "qvk: unknown option: t"},
         {"CREATE VIRTUAL TABLE q USING qvk(t, segment_rows=100)", "qvk: segment_rows has to be a multiple of 64"},
-        {"SELECT * FROM qvk_stats('t')", "qvk_stats: t is not a qvk table"},
+        {"SELECT * FROM qvk_stats('t')", "qvk: t is not a qvk table"},
         {"SELECT * FROM qvk_stats('gone')", "qvk: no such table: gone"},
         {"SELECT * FROM qvk_stats", "no query solution"},
         {"CREATE VIRTUAL TABLE w USING qvk(t); INSERT INTO w VALUES(1)", "table w may not be modified"}};
