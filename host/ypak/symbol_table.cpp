@@ -15,6 +15,7 @@ namespace qvk {
 namespace {
 
 constexpr uint32_t kWidestCodeBits = 10;
+constexpr uint64_t kShortSampleBytes = 16 << 10;
 constexpr uint64_t kFewestSaved = 2;  // what occurs once tells nothing
 constexpr uint64_t kFewestSymbols = (1 << kShortCodeBits) + 1;
 
@@ -214,8 +215,10 @@ std::vector<Symbol> choose_symbols(std::span<const uint8_t> data, const SymbolSe
         std::memcpy(&symbol.bytes, data.data(), length);
         return {symbol};
     }
+    const uint64_t sample_bytes =
+        std::min<uint64_t>(search.sample_bytes, std::max(data.size() / search.sampled_one_in, kShortSampleBytes));
     const std::vector<uint8_t> pieces =
-        data.size() > search.sample_bytes ? take_sample(data, search.sample_bytes) : std::vector<uint8_t>();
+        data.size() > sample_bytes ? take_sample(data, sample_bytes) : std::vector<uint8_t>();
     const std::span<const uint8_t> sample = pieces.empty() ? data : pieces;
     const double scale = static_cast<double>(data.size()) / static_cast<double>(sample.size());
     const uint32_t wanted = search.code_bits == 0 ? kWidestCodeBits : search.code_bits;

@@ -80,8 +80,10 @@ class Ypak : public testing::Test {
         for (const qvk::SymbolSearch &search : {qvk::kQuickSearch, qvk::kUsualSearch, qvk::kThoroughSearch}) {
             expect_round_trip(data, search, StreamForm::plain);
         }
-        expect_round_trip(data, {.sample_bytes = 4 << 10, .rounds = 4, .code_bits = 8}, StreamForm::extended);
-        expect_round_trip(data, {.sample_bytes = 1, .rounds = 1, .code_bits = 1}, StreamForm::plain);
+        expect_round_trip(data, {.sample_bytes = 4 << 10, .sampled_one_in = 1, .rounds = 4, .code_bits = 8},
+                          StreamForm::extended);
+        expect_round_trip(data, {.sample_bytes = 1, .sampled_one_in = 1, .rounds = 1, .code_bits = 1},
+                          StreamForm::plain);
     }
 
     qvk::HostServices services_{kdzk_ypak_decode_dydi, 0};
