@@ -148,7 +148,7 @@ TEST_F(Ypak, MakesTextSmallAlwaysAlike) {
     EXPECT_LT(usual, data.size() / 5 * 2);
     EXPECT_LT(qvk::encode_stream(data, qvk::kThoroughSearch).size(), usual);
     for (const uint32_t code_bits : {7u, 8u, 9u}) {
-        const Bytes narrow = qvk::encode_stream(data, {64 << 10, 8, code_bits});
+        const Bytes narrow = qvk::encode_stream(data, {64 << 10, 4, 6, code_bits});
         EXPECT_EQ(check(narrow).layout.code_bits, code_bits);
         EXPECT_GT(narrow.size(), usual);
     }
