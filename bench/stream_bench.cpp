@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 #include <lz4.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -46,18 +47,24 @@ Bytes unpacked(const std::string &name) {
     Bytes bytes;
     const std::string command = "xz -dc " QVK_SOURCE "/host/data/" + name;
     FILE *pipe = popen(command.c_str(), "r");
-    for (int byte; (byte = std::getc(pipe)) != EOF;)
+    for (int byte; pipe && (byte = std::getc(pipe)) != EOF;)
         bytes.push_back(uint8_t(byte));
-    pclose(pipe);
+    if (!pipe || pclose(pipe) != 0)
+        std::abort();
     return bytes;
 }
 
+// Of folders enough to make a text, file by file in the order of their names.
 Bytes sources() {
-    Bytes bytes;
+    std::vector<std::filesystem::path> paths;
     for (const char *folder : {"frame", "bitvec", "predicates", "host/store", "host/sqlite", "tests"})
         for (const auto &entry : std::filesystem::directory_iterator(std::string(QVK_SOURCE "/") + folder))
             if (entry.path().extension() == ".h" || entry.path().extension() == ".cpp")
-                append_file(bytes, entry.path());
+                paths.push_back(entry.path());
+    std::sort(paths.begin(), paths.end());
+    Bytes bytes;
+    for (const auto &path : paths)
+        append_file(bytes, path);
     return bytes;
 }
 
@@ -91,8 +98,11 @@ std::vector<Text> texts() {
                              {"sources", sources()},
                              {"licences", licences()},
                              {"hours", packed_hours(flights)}};
-    for (Text &text : all)
+    for (Text &text : all) {
+        if (text.bytes.empty())
+            std::abort();
         text.bytes.resize(std::min(text.bytes.size(), kTextBytes));
+    }
     return all;
 }
 

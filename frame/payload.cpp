@@ -1,10 +1,10 @@
+// payload.cpp: decompression on demand, the one road into the host that a kernel takes.
 #include "frame/payload.h"
 
 namespace kdzk {
 
 const uint8_t *decompressed_payload(const kdzk_vec *src, const kdzk_exec_ctx *ctx, const char *label,
                                     const char *failure) {
-    uint32_t produced = 0;
     if (void *ready = *src->decomp_slot)
         return static_cast<const uint8_t *>(ready);
 
@@ -13,6 +13,7 @@ const uint8_t *decompressed_payload(const kdzk_vec *src, const kdzk_exec_ctx *ct
     void *buffer = host->alloc(host->env, host->heap, src->decomp_len, label, 8, 16, src->alloc_arg);
     *src->decomp_slot = buffer;
 
+    uint32_t produced = 0;
     kdzk_ypak_ctx decoder = {host->env, host->heap, host->stream_alloc, host->stream_free};
     if (host->ypak_decode(&decoder, src->data, buffer, &produced, src->decomp_len) != 0)
         host_raise_internal_error(host->env, host->env->err_handle, failure, 0);

@@ -31,7 +31,7 @@ template <int kWidth>
 constexpr uint64_t kCodeMask = (1u << kWidth) - 1;
 
 // How a block's codes are cut: an eight-byte load, taken as one number, serves as many codes as lie within it whole.
-// Codes that were cut by byte shuffles and sixteen-bit lanes, eight at a time, took a third longer.
+// Byte shuffles into lanes would take more instructions a code, since each code has to leave its vector again.
 template <int kWidth>
 struct CodeWindow {
     static constexpr int kCodes = codes_per_load(kWidth, sizeof(uint64_t));

@@ -52,6 +52,7 @@ class StreamTest : public testing::Test {
         produced_ = 0xDEADBEEF;
         EXPECT_EQ(decode(stream, limit), KDZK_STATUS_REFUSED);
         EXPECT_EQ(produced_, 0xDEADBEEF);
+        EXPECT_TRUE(output_memory_.unchanged_but(output_, 0));
         EXPECT_EQ(host_.calls, std::vector<std::string>{});
     }
 
@@ -81,8 +82,8 @@ TEST_F(StreamTest, TakesTwoScratchArraysAndGivesThemBack) {
     const std::vector<std::string> expected = {
         call_text("stream_alloc", 6, "ypak_decode_x86 length_array", 8, 0, 0),
         call_text("stream_alloc", 40, "ypak_decode_x86: symbol_array", 8, 0, 0),
-        call_text("stream_free", 1040),
-        call_text("stream_free", 1006),
+        call_text("stream_free", 1, 1040),
+        call_text("stream_free", 0, 1006),
     };
     EXPECT_EQ(host_.calls, expected);
 }
@@ -148,11 +149,18 @@ TEST_F(StreamTest, IsRefusedBeforeAnythingIsAllocated) {
 }
 
 TEST_F(StreamTest, OfAnotherLengthThanItSaysIsDecodedAndRefused) {
-    YpakStream stream = stream_of(9, 50);
-    stream.excess_length = 1;
-    EXPECT_EQ(decode(stream, 4096), KDZK_STATUS_REFUSED);
-    EXPECT_EQ(std::string(output_, output_ + produced_), stream.decoded());
-    EXPECT_EQ(host_.calls.size(), 4u);
+    for (const size_t codes : {50u, 0u})
+        for (const uint32_t excess : {1u, UINT32_MAX}) {
+            YpakStream stream = stream_of(9, codes);
+            stream.excess_length = excess;
+            if (codes == 0 && excess != 1)
+                continue;
+            host_.calls.clear();
+            EXPECT_EQ(decode(stream, 4096), KDZK_STATUS_REFUSED);
+            ASSERT_EQ(produced_, stream.decoded().size());
+            EXPECT_EQ(std::string(output_, output_ + produced_), stream.decoded());
+            EXPECT_EQ(host_.calls.size(), 4u);
+        }
 }
 
 }  // namespace

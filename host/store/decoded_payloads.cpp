@@ -12,7 +12,10 @@ void *DecodedPayloads::allocate(Segment &segment) noexcept {
     while (!held.empty() && held_bytes + segment.payload_bytes() > limit) {
         drop(*held.back());
     }
-    segment.decompressed = std::malloc(std::max(segment.payload_bytes(), 1u));
+    const uint32_t bytes = std::max(segment.payload_bytes(), 1u);
+    while (!(segment.decompressed = std::malloc(bytes)) && !held.empty()) {
+        drop(*held.back());
+    }
     if (segment.decompressed) {
         held.splice(held.begin(), idle, segment.place);
         held_bytes += segment.payload_bytes();

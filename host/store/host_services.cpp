@@ -38,14 +38,16 @@ void *allocate_scratch(void *env, uint64_t size, const char *, uint64_t, uint64_
     return header + 1;
 }
 
-void free_last_scratch(RaiseTarget &target) {
-    ScratchHeader *last = target.scratch;
-    target.scratch = last->earlier;
-    std::free(last);
+// Decoders free in the reverse order, as far as they are ours.
+void free_scratch(void *env, void *block, uint64_t) {
+    ScratchHeader **place = &target_of(env).scratch;
+    while (*place + 1 != block) {
+        place = &(*place)->earlier;
+    }
+    ScratchHeader *freed = *place;
+    *place = freed->earlier;
+    std::free(freed);
 }
-
-// Decoders free in the reverse order.
-void free_scratch(void *env, void *, uint64_t) { free_last_scratch(target_of(env)); }
 
 // False after a raise.
 bool call_guarded(RaiseTarget &target, void (*body)(void *), void *argument) {
@@ -91,7 +93,7 @@ void call_over(Segment &source, HostServices &services, void (*body)(void *), vo
         return;
     }
     while (services.target.scratch) {
-        free_last_scratch(services.target);
+        free_scratch(&services.environment, services.target.scratch + 1, 0);
     }
     services.decoded.drop(source);  // a payload that isn't whole would pass for one
     throw CallFailed(services.target.message);

@@ -15,8 +15,8 @@ namespace qvk {
 
 // What a choice of symbols may cost. More of each gives smaller streams and takes longer.
 struct SymbolSearch {
-    uint32_t sample_bytes;    // at most, in pieces from all over the data
-    uint32_t sampled_one_in;  // of data that is longer than a short sample: one byte in so many at most
+    uint32_t sample_bytes;    // at most, in pieces of 512 from all over the data; one piece in any case
+    uint32_t sampled_one_in;  // 1 or more: of data of 16 KiB and more, one byte in so many at most
     uint32_t rounds;          // for the widest codes; about half as many for each narrower width that is tried
     uint32_t code_bits = 0;   // the widest codes to be used, up to 10, 0 meaning 10; 3 bits, and as many as the byte
                               // values in the data need, are used all the same

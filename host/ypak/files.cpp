@@ -19,6 +19,8 @@ constexpr uint64_t kStepBytes = 1 << 20;
 
 [[noreturn]] void fail(const std::string &path, int error) { throw FileError(path, std::strerror(error)); }
 
+[[noreturn]] void fail_for_existing(const std::string &path) { throw FileError(path, "exists; --force replaces it"); }
+
 // The unfinished file, for the handler; empty: there is none.
 char unfinished_path[4096];
 
@@ -29,6 +31,20 @@ void remove_unfinished(int signal_number) {
     }
     signal(signal_number, SIG_DFL);
     raise(signal_number);
+}
+
+// Signals that were ignored when the program began stay so.
+void handle_signals() {
+    for (const int signal_number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP}) {
+        struct sigaction inherited {};
+        sigaction(signal_number, nullptr, &inherited);
+        if (inherited.sa_handler != SIG_IGN) {
+            signal(signal_number, remove_unfinished);
+        }
+    }
+    for (const int becomes_an_error_of_write : {SIGPIPE, SIGXFSZ}) {
+        signal(becomes_an_error_of_write, SIG_IGN);
+    }
 }
 
 uint64_t size_of(int file, const std::string &path) {
@@ -93,41 +109,56 @@ std::vector<uint8_t> read_file(const std::string &path, uint64_t most_bytes) {
     return read_open_file(file, path, most_bytes);
 }
 
-OutputFile::OutputFile(const std::string &path, bool may_replace) : path_(path) {
+OutputFile::OutputFile(const std::string &path, bool may_replace) : path_(path), may_replace_(may_replace) {
+    namespace fs = std::filesystem;
+    handle_signals();
     if (path == kStandardStream) {
-        file_ = STDOUT_FILENO;
+        is_direct_ = true;
+        file_ = dup(STDOUT_FILENO);
         return;
     }
     std::error_code unknown;
-    const std::filesystem::file_status existing = std::filesystem::status(path, unknown);
-    if (exists(existing) && !is_regular_file(existing)) {
-        throw FileError(path, "exists and is no file");
+    const fs::file_status existing = fs::status(path, unknown);
+    if (is_directory(existing)) {
+        fail(path, EISDIR);
     }
-    if (exists(existing) && !may_replace) {
-        throw FileError(path, "exists; --force replaces it");
+    if (is_regular_file(existing) && !may_replace) {
+        fail_for_existing(path);
     }
-    const std::string unfinished = path + ".XXXXXX";
+    is_direct_ = exists(existing) && !is_regular_file(existing);
+    if (is_direct_) {
+        file_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        if (file_ < 0) {
+            fail(path, errno);
+        }
+    } else if (exists(existing)) {
+        path_ = fs::canonical(path);  // a link stays one
+        open_unfinished(static_cast<unsigned>(existing.permissions()));
+    } else {
+        const mode_t mask = umask(0);
+        umask(mask);
+        open_unfinished(0666 & ~mask);
+    }
+}
+
+void OutputFile::open_unfinished(unsigned mode) {
+    const std::string unfinished = path_ + ".XXXXXX";
     if (unfinished.size() >= sizeof unfinished_path) {
-        fail(path, ENAMETOOLONG);
-    }
-    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
-        signal(signal_number, remove_unfinished);
+        fail(path_, ENAMETOOLONG);
     }
     std::memcpy(unfinished_path, unfinished.c_str(), unfinished.size() + 1);
     file_ = mkstemp(unfinished_path);
     if (file_ < 0) {
         const int error = errno;
         unfinished_path[0] = '\0';
-        fail(path, error);
+        fail(path_, error);
     }
-    const mode_t mask = umask(0);
-    umask(mask);
-    fchmod(file_, 0666 & ~mask);
+    fchmod(file_, mode);
 }
 
 OutputFile::~OutputFile() {
-    if (path_ != kStandardStream) {
-        close(file_);
+    close(file_);
+    if (unfinished_path[0] != '\0') {
         unlink(unfinished_path);
         unfinished_path[0] = '\0';
     }
@@ -144,12 +175,26 @@ void OutputFile::write(std::span<const uint8_t> bytes) {
 }
 
 void OutputFile::keep() {
-    if (path_ == kStandardStream) {
+    if (is_direct_) {
         return;
     }
     // Some file systems tell of a full disk only now.
-    if (fsync(file_) != 0 || std::rename(unfinished_path, path_.c_str()) != 0) {
+    if (fsync(file_) != 0) {
         fail(path_, errno);
+    }
+    // What came to be under the name meanwhile isn't replaced either, where the file system can see to that.
+    int error = 0;
+    if (renameat2(AT_FDCWD, unfinished_path, AT_FDCWD, path_.c_str(), may_replace_ ? 0 : RENAME_NOREPLACE) != 0) {
+        error = errno;
+    }
+    if (error == EINVAL || error == ENOSYS) {
+        error = std::rename(unfinished_path, path_.c_str()) == 0 ? 0 : errno;
+    }
+    if (error == EEXIST) {
+        fail_for_existing(path_);
+    }
+    if (error != 0) {
+        fail(path_, error);
     }
     unfinished_path[0] = '\0';
 }

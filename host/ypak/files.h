@@ -19,11 +19,11 @@ struct FileError : std::runtime_error {
 // Refuses files of more than so many bytes.
 std::vector<uint8_t> read_file(const std::string &path, uint64_t most_bytes);
 
-// Grows under another name in the same folder, which is removed if it isn't kept, also by SIGINT, SIGTERM and SIGHUP.
-// One at a time.
+// Grows under another name in the same folder, which is removed if it isn't kept, also by the signals that end a
+// program from outside. Devices and pipes are written to as they stand. One at a time.
 class OutputFile {
   public:
-    // Refuses what exists, unless it is a file that may be replaced.
+    // Refuses a folder, and a file that exists unless it may be replaced; then its mode stays.
     OutputFile(const std::string &path, bool may_replace);
     OutputFile(const OutputFile &) = delete;
     ~OutputFile();
@@ -33,9 +33,11 @@ class OutputFile {
     void keep();
 
   private:
-    void close_file();
+    void open_unfinished(unsigned mode);
 
-    const std::string path_;
+    std::string path_;
+    const bool may_replace_;
+    bool is_direct_ = false;  // written to as it stands
     int file_ = -1;
 };
 

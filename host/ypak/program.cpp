@@ -22,8 +22,8 @@ namespace {
 
 constexpr std::string_view kSuffix = ".ypak";
 constexpr uint64_t kMostDataBytes = UINT32_MAX;
-// No stream of so much data takes more: ten bits a byte, and the table.
-constexpr uint64_t kMostStreamBytes = kMostDataBytes / 8 * 10 + (64 << 10);
+// No stream of so much data takes more: ten bits a byte, the table, and the extended form's gap.
+constexpr uint64_t kMostStreamBytes = kMostDataBytes / 8 * 10 + (64 << 10) + (32 << 20);
 
 const std::map<std::string, SymbolSearch> kSearches = {
     {"quick", kQuickSearch}, {"usual", kUsualSearch}, {"thorough", kThoroughSearch}};
@@ -45,6 +45,13 @@ class ProgressBar {
             bar_ = std::make_unique<boost::timer::progress_display>(total_bytes, std::cerr, std::string(title) + "\n");
         }
     }
+
+    ~ProgressBar() {
+        if (bar_ && bar_->count() < bar_->expected_count()) {
+            std::cerr << std::endl;  // the line is left to whatever went wrong
+        }
+    }
+    ProgressBar(const ProgressBar &) = delete;
 
     void reach(uint64_t done_bytes) {
         if (bar_) {
@@ -142,7 +149,8 @@ CLI::App *add_command(CLI::App &program, Options &options, const char *name, con
     CLI::App *const command = program.add_subcommand(name, what);
     command->add_option("input", options.input, "the file to read; - is standard input")->required();
     if (has_output) {
-        command->add_option("-o,--output", options.output, "the file to write; - is standard output");
+        command->add_option("-o,--output", options.output, "the file to write; - is standard output")
+            ->check([](const std::string &name) { return name.empty() ? "the name is empty" : ""; });
         command->add_flag("-f,--force", options.may_replace, "replace the output if it exists");
     }
     return command;

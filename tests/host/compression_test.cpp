@@ -118,6 +118,25 @@ TEST(DecodedPayloads, StayWithinTheLimitUnderKernelsAndRows) {
     }
 }
 
+// A payload that a kernel or a row uses again stays longer than one that was decoded after it.
+TEST(DecodedPayloads, ThatAreUsedAgainStayLonger) {
+    // Values 0 to 63 of runs lie in the first segment, and so on; a query that is content with one row looks no
+    // further.
+    const std::string by_row[] = {"SELECT runs FROM q WHERE rowid = 1", "SELECT runs FROM q WHERE rowid = 4097",
+                                  "SELECT runs FROM q WHERE rowid = 8193"};
+    const std::string by_kernel = "SELECT count(*) FROM (SELECT 1 FROM q WHERE runs = 5 LIMIT 1)";
+    for (const std::string &again : {by_row[0], by_kernel}) {
+        CompressedTable made(std::to_string(2 * kSegmentPayload));
+        watched = &made.services().decoded;
+        library_decode = std::exchange(made.services().entries.ypak_decode, count_and_decode);
+        decodings = 0;
+        for (const std::string &query : {by_row[0], by_row[1], again, by_row[2], again}) {
+            made.db.ask(query);
+        }
+        EXPECT_EQ(decodings, 3u) << again;
+    }
+}
+
 // Fails half-way, with a scratch array in its hands.
 uint32_t raise_half_way(kdzk_ypak_ctx *context, const void *, void *buffer, uint32_t *, uint32_t limit) {
     std::fill_n(static_cast<char *>(buffer), limit / 2, 'x');
@@ -143,6 +162,7 @@ TEST(Raise, BecomesAnErrorOfTheStatementAndTheConnectionGoesOn) {
             EXPECT_EQ(made.db.run(by_kernel), in_kernel);
             EXPECT_EQ(made.db.run(by_row), in_row);
             EXPECT_EQ(made.services().decoded.bytes(), 0u);
+            EXPECT_EQ(made.services().target.scratch, nullptr);
         }
     }
     decoder = works;

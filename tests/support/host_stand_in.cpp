@@ -1,5 +1,7 @@
 #include "support/host_stand_in.h"
 
+#include <algorithm>
+
 namespace support {
 
 static HostStandIn &host_of(void *env) { return *static_cast<HostStandIn *>(static_cast<kdzk_env *>(env)); }
@@ -22,7 +24,10 @@ static void *allocate_scratch(void *env, uint64_t size, const char *label, uint6
     return host_of(env).new_block(size);
 }
 
-static void free_scratch(void *env, void *, uint64_t cookie) { record(env, "stream_free", cookie); }
+static void free_scratch(void *env, void *block, uint64_t cookie) {
+    const auto &known = host_of(env).block_addresses;
+    record(env, "stream_free", std::find(known.begin(), known.end(), block) - known.begin(), cookie);
+}
 
 // Takes a stream to be its own content.
 static uint32_t decode(kdzk_ypak_ctx *ctx, const void *src, void *buffer, uint32_t *produced, uint32_t limit) {
@@ -40,7 +45,7 @@ HostStandIn::HostStandIn()
 
 void *HostStandIn::new_block(size_t bytes) {
     blocks.push_back(std::make_unique<GuardedMemory>(bytes + slack, random));
-    return blocks.back()->ending(bytes, slack);
+    return block_addresses.emplace_back(blocks.back()->ending(bytes, slack));
 }
 
 }  // namespace support

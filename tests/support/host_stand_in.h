@@ -33,6 +33,7 @@ struct HostStandIn : kdzk_env {
     size_t slack = 0;                      // readable bytes behind an allocated buffer
     Random random;
     std::vector<std::unique_ptr<GuardedMemory>> blocks;
+    std::vector<void *> block_addresses;  // as they were handed out, by the same index
 };
 
 // Runs the call; true if the host's raise left it by a jump.
