@@ -84,40 +84,78 @@ bool passes(uint64_t code, uint64_t lower, uint64_t upper) {
         return (lower <= code) & (code <= upper);
 }
 
-template <uint32_t kWidth, Comparison comparison>
-uint32_t scan_plainly(const uint8_t *payload, uint64_t lower, uint64_t upper, uint64_t *res_bv, uint32_t rows) {
+// A row of so many bits.
+template <uint32_t kWidth>
+struct EvenRow {
+    const uint8_t *payload;
+    explicit EvenRow(const PlainRows &rows) : payload(rows.payload) {}
+    uint64_t next(uint64_t row) const { return code_at<kWidth>(payload, row); }
+};
+
+// A row of a lane's bytes or fewer, by its field.
+template <uint32_t kWidth>
+struct DynpRow {
+    const uint8_t *at, *lens;
+    explicit DynpRow(const PlainRows &rows) : at(rows.payload), lens(rows.lens) {}
+    uint64_t next(uint64_t row) {
+        constexpr uint32_t field_bits = kWidth / 16, rows_a_byte = 8 / field_bits;
+        const uint32_t place = 8 - field_bits - row % rows_a_byte * field_bits;
+        const size_t bytes = (lens[row / rows_a_byte] >> place & ((1u << field_bits) - 1)) + 1;
+        uint8_t lane[8] = {};
+        std::memcpy(lane, at, bytes);
+        at += bytes;
+        return load_swapped<uint64_t>(lane) >> (64 - kWidth);
+    }
+};
+
+template <typename Row, Comparison comparison>
+uint32_t scan_plainly(const PlainRows &rows, uint64_t lower, uint64_t upper, uint64_t *res_bv) {
+    Row row(rows);
     uint32_t hits = 0;
-    for (uint32_t row = 0; row < rows; row += 64) {
-        const uint32_t in_word = std::min(64u, rows - row);
+    for (uint32_t first = 0; first < rows.count; first += 64) {
+        const uint32_t in_word = std::min(64u, rows.count - first);
         uint64_t bits = 0;
         for (uint32_t i = 0; i < in_word; ++i)
-            bits |= uint64_t{passes<comparison>(code_at<kWidth>(payload, row + i), lower, upper)} << i;
-        res_bv[row / 64] = bits;
+            bits |= uint64_t{passes<comparison>(row.next(first + i), lower, upper)} << i;
+        res_bv[first / 64] = bits;
         hits += uint32_t(std::popcount(bits));
     }
     return hits;
 }
 
-template <Comparison comparison, uint32_t... width>
+template <template <uint32_t> typename Row, Comparison comparison, uint32_t... width>
 PlainScan find_scan(uint32_t wanted, std::integer_sequence<uint32_t, width...>) {
     PlainScan found = nullptr;
-    ((wanted == width + 1 ? void(found = scan_plainly<width + 1, comparison>) : void()), ...);
+    ((wanted == width ? void(found = scan_plainly<Row<width>, comparison>) : void()), ...);
     return found;
+}
+
+template <template <uint32_t> typename Row, typename Widths>
+PlainScan find_scan(uint32_t width_bits, Comparison comparison, Widths widths) {
+    switch (comparison) {
+    case Comparison::equality:
+        return find_scan<Row, Comparison::equality>(width_bits, widths);
+    case Comparison::one_bound:
+        return find_scan<Row, Comparison::one_bound>(width_bits, widths);
+    case Comparison::two_bounds:
+        break;
+    }
+    return find_scan<Row, Comparison::two_bounds>(width_bits, widths);
+}
+
+template <uint32_t... less>
+std::integer_sequence<uint32_t, (less + 1)...> from_one(std::integer_sequence<uint32_t, less...>) {
+    return {};
 }
 
 }  // namespace
 
 PlainScan plain_scan(uint32_t width_bits, Comparison comparison) {
-    constexpr std::make_integer_sequence<uint32_t, 64> widths;
-    switch (comparison) {
-    case Comparison::equality:
-        return find_scan<Comparison::equality>(width_bits, widths);
-    case Comparison::one_bound:
-        return find_scan<Comparison::one_bound>(width_bits, widths);
-    case Comparison::two_bounds:
-        break;
-    }
-    return find_scan<Comparison::two_bounds>(width_bits, widths);
+    return find_scan<EvenRow>(width_bits, comparison, from_one(std::make_integer_sequence<uint32_t, 64>()));
+}
+
+PlainScan plain_dynp_scan(uint32_t lane_bits, Comparison comparison) {
+    return find_scan<DynpRow>(lane_bits, comparison, std::integer_sequence<uint32_t, 16, 32, 64>());
 }
 
 uint64_t dependent_adds(uint64_t count) {

@@ -20,15 +20,24 @@ uint64_t count_words(const uint64_t *words, size_t count);
 // The rows of the set bits below rows, found bit by bit; stores them in out and returns how many.
 size_t list_rows_bit_by_bit(const uint64_t *words, uint32_t rows, uint32_t *out);
 
-// What a plain loop makes of a predicate: fetches each code of so many bits, compares it, and gathers the bits word by
-// word; returns the hits.
-using PlainScan = uint32_t (*)(const uint8_t *payload, uint64_t lower, uint64_t upper, uint64_t *res_bv, uint32_t rows);
+// Rows as a plain loop takes them. lens: the length fields of dynp rows.
+struct PlainRows {
+    const uint8_t *payload, *lens;
+    uint32_t count;
+};
+
+// What a plain loop makes of a predicate: fetches each row's number, compares it, and gathers the bits word by word;
+// returns the hits.
+using PlainScan = uint32_t (*)(const PlainRows &rows, uint64_t lower, uint64_t upper, uint64_t *res_bv);
 
 // What it compares with: the lower key, the lower key as the one bound, both.
 enum class Comparison { equality, one_bound, two_bounds };
 
 // For widths of 1 to 64 bits. Payloads are readable eight bytes behind their last code.
 PlainScan plain_scan(uint32_t width_bits, Comparison comparison);
+
+// For lanes of 16, 32 and 64 bits: walks from row to row by their lengths.
+PlainScan plain_dynp_scan(uint32_t lane_bits, Comparison comparison);
 
 // So many additions, each waiting for the one before: one cycle each.
 uint64_t dependent_adds(uint64_t count);

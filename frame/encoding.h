@@ -1,5 +1,8 @@
-// encoding.h: what the frame asks of an encoding: what it is called, how it reads its keys, how a block of rows becomes
-// result words, how one row's value is read.
+// encoding.h: what the frame asks of an encoding: what its kernels are called, how their keys are read, and readers for
+// the rows of a source.
+//
+// A reader stands for the rows of one source as one layout has them. An encoding with several layouts, told apart at
+// run time, has a reader for each, so that a body is made for each and none is asked for inside a loop.
 #pragma once
 
 #include <concepts>
@@ -8,26 +11,32 @@
 
 namespace kdzk {
 
-// What a selective body needs.
-template <typename Encoding>
-concept RowEncoding = requires(const uint8_t *payload, const kdzk_pred *pred, uint32_t row) {
-    { Encoding::kClass } -> std::convertible_to<KernelClass>;
-    { Encoding::kWidthBits } -> std::convertible_to<uint8_t>;
-    { Encoding::kForm } -> std::convertible_to<Form>;
-    { Encoding::read_key(pred) } -> std::same_as<typename Encoding::Key>;
-    { Encoding::value_at(payload, row) } -> std::same_as<typename Encoding::Key>;
+// What a selective body needs. Rows are asked for in ascending order.
+template <typename Reader>
+concept RowReader = requires(Reader rows, uint32_t row) {
+    { rows.value_at(row) } -> std::same_as<typename Reader::Value>;
 };
 
 // What a main body needs besides.
-template <typename Encoding>
-concept BlockEncoding = RowEncoding<Encoding> && requires(
-    const uint8_t *payload, const typename Encoding::template BlockTest<Operator::ge_le> &test) {
-    { Encoding::kBlockRows } -> std::convertible_to<uint32_t>;   // a multiple of 8
-    { Encoding::kBlockBytes } -> std::convertible_to<uint32_t>;  // of payload
-    // Prepared once from the keys, before the loop. passes_none: whole calls that no row can pass skip the scan.
+template <typename Reader>
+concept BlockReader = RowReader<Reader> && requires(Reader rows,
+                                                    const typename Reader::template BlockTest<Operator::ge_le> &test) {
+    { Reader::kBlockRows } -> std::convertible_to<uint32_t>;   // a multiple of 8
+    { Reader::kBlockBytes } -> std::convertible_to<uint32_t>;  // of payload, at most
+    // The payload of the next block, and the block itself, after which the next one's turn is. Blocks come before any
+    // single row.
+    { rows.position() } -> std::same_as<const uint8_t *>;
+    {rows.take_block()};
+    // Prepared once from the keys, before the loop. passes_none: whole calls that no row can pass skip the blocks.
     { test.passes_none() } -> std::same_as<bool>;
-    // The result words of one block, in `words`; their bytes together hold kBlockRows bits.
-    {Encoding::scan_block(payload, test).words};
+    // The results of sixteen rows of a block, one byte lane a row.
+    {test.template sixteen_rows<0>(rows.take_block())};
+};
+
+// A reader whose rows behind the last whole block are compared with other keys than those in blocks.
+template <typename Reader, Operator op>
+concept HasTailKeys = requires(typename Reader::Value key) {
+    { Reader::template tail_key<op>(key) } -> std::same_as<typename Reader::Value>;
 };
 
 template <typename Encoding>
@@ -44,5 +53,15 @@ Keys<typename Encoding::Key> read_keys(const kdzk_pred *lower, const kdzk_pred *
     else
         return {key, key};
 }
+
+// The bodies of a kernel. An encoding may look for its layout in another place for each.
+enum class Body : uint8_t { main, selective };
+
+// What a reader is made from.
+struct Source {
+    const uint8_t *payload;
+    const kdzk_vec *vector;
+    const kdzk_pred *first_key;
+};
 
 }  // namespace kdzk

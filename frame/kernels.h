@@ -18,6 +18,9 @@
     EACH(dict, 17, form) EACH(dict, 18, form) EACH(dict, 19, form) EACH(dict, 20, form) EACH(dict, 24, form)
 #define KDZK_DICT_ELEMENTS(EACH, form) \
     EACH(dict, 8, form) EACH(dict, 16, form) EACH(dict, 32, form) EACH(dict, 64, form)
+#define KDZK_FIXED_KERNELS(EACH, form) \
+    EACH(fixed, 8, form) EACH(fixed, 16, form) EACH(fixed, 32, form) EACH(fixed, 64, form)
+#define KDZK_DYNP_KERNELS(EACH, form) EACH(dynp, 16, form) EACH(dynp, 32, form) EACH(dynp, 64, form)
 // clang-format on
 
 #define KDZK_DICT_KERNELS(EACH, form)                                                                                  \
@@ -26,7 +29,13 @@
     KDZK_DICT_ABOVE_TWO_BYTES(EACH, form)                                                                              \
     KDZK_DICT_ELEMENTS(EACH, form)
 
-#define KDZK_PREDICATE_KERNELS(EACH) KDZK_DICT_KERNELS(EACH, plain) KDZK_DICT_KERNELS(EACH, null)
+#define KDZK_PREDICATE_KERNELS(EACH)                                                                                   \
+    KDZK_DICT_KERNELS(EACH, plain)                                                                                     \
+    KDZK_DICT_KERNELS(EACH, null)                                                                                      \
+    KDZK_FIXED_KERNELS(EACH, plain)                                                                                    \
+    KDZK_FIXED_KERNELS(EACH, tz)                                                                                       \
+    KDZK_DYNP_KERNELS(EACH, plain)                                                                                     \
+    KDZK_DYNP_KERNELS(EACH, tz)
 
 // ONE_KEY or RANGE(operator, ...), once for every operator.
 #define KDZK_OPERATORS(ONE_KEY, RANGE, ...)                                                                            \

@@ -2,6 +2,9 @@
 // the masks. It knows an encoding by the concept alone.
 #pragma once
 
+#include <algorithm>
+#include <utility>
+
 #include "frame/encoding.h"
 #include "frame/payload.h"
 #include "frame/result.h"
@@ -11,21 +14,47 @@ namespace kdzk {
 
 inline bool asks_for_selected_rows(const kdzk_exec_ctx *ctx) { return ctx && ctx->sel_bv && ctx->selective; }
 
-// Scans whole blocks from the start of payload and result; returns the hits. The loop has no branch but its own. Its
+// The result of a block: one word, or as many 64-bit words as it has.
+template <uint32_t kRows>
+struct BlockResult {
+    static constexpr uint32_t kWordRows = std::min(kRows, kWordBits);
+    using Word = UnsignedOf<int(kWordRows)>;
+    Word words[kRows / kWordRows];
+};
+
+// The rows whose comparison results one instruction gathers; those of a smaller block are the first ones.
+inline constexpr uint32_t kRowsGathered = kVectorBytes;
+
+// The number of a gather is a constant, so that what a vector needs by its place in the block is one.
+template <uint32_t kRows, typename Block, typename Test, uint32_t... gather>
+[[gnu::always_inline]] inline BlockResult<kRows> scan_gathers(const Block &block, const Test &test,
+                                                              std::integer_sequence<uint32_t, gather...>) {
+    using Result = BlockResult<kRows>;
+    using Word = typename Result::Word;
+    Result result{};
+    ((result.words[gather * kRowsGathered / Result::kWordRows] |=
+      Word(Word(top_bits(test.template sixteen_rows<int(gather)>(block)))
+           << gather * kRowsGathered % Result::kWordRows)),
+     ...);
+    for (Word &word : result.words)
+        word = Test::kFindsMisses ? Word(~word) : word;
+    return result;
+}
+
+// Scans whole blocks from the start of rows and result; returns the hits. The loop has no branch but its own. Its
 // prefetches run past the payload's end, which does no harm.
-template <typename Encoding, typename Test>
-[[gnu::always_inline]] inline uint32_t scan_blocks(const uint8_t *payload, uint64_t *res_bv, uint32_t blocks,
-                                                   const Test &test) {
+template <typename Reader, typename Test>
+[[gnu::always_inline]] inline uint32_t scan_blocks(Reader &rows, uint64_t *res_bv, uint32_t blocks, const Test &test) {
+    using Gathers = std::make_integer_sequence<uint32_t, (Reader::kBlockRows + kRowsGathered - 1) / kRowsGathered>;
     uint8_t *result = reinterpret_cast<uint8_t *>(res_bv);
     uint32_t count = 0;
     for (; blocks > 0; --blocks) {
-        for (uint32_t line = 0; line < Encoding::kBlockBytes; line += kCacheLineBytes)
-            prefetch(payload + kPrefetchBytes + line);
-        const auto block = Encoding::scan_block(payload, test);
+        for (uint32_t line = 0; line < Reader::kBlockBytes; line += kCacheLineBytes)
+            prefetch(rows.position() + kPrefetchBytes + line);
+        const auto block = scan_gathers<Reader::kBlockRows>(rows.take_block(), test, Gathers());
         for (const auto word : block.words)
             count += ones_in(word);
         store(result, block);
-        payload += Encoding::kBlockBytes;
         result += sizeof block;
     }
     return count;
@@ -33,26 +62,52 @@ template <typename Encoding, typename Test>
 
 // Tests the rows from done on and adds their bits to words that were cleared; returns the hits. Bits gather in a
 // register, so that neighbouring rows don't wait for each other's stores.
-template <typename Encoding, Operator op>
-[[gnu::always_inline]] inline uint32_t scan_tail(const uint8_t *payload, uint64_t *res_bv, uint32_t done, uint32_t rows,
-                                                 Keys<typename Encoding::Key> keys) {
+template <Operator op, Form form, typename Reader>
+[[gnu::always_inline]] inline uint32_t scan_tail(Reader &rows, uint64_t *res_bv, uint32_t done, uint32_t row_count,
+                                                 Keys<typename Reader::Value> keys) {
     uint32_t count = 0;
-    for (uint32_t row = done; row < rows;) {
+    for (uint32_t row = done; row < row_count;) {
         const uint32_t word_index = row / kWordBits;
         uint64_t word = 0;
         do {
-            word |= uint64_t{passes<op, Encoding::kForm>(Encoding::value_at(payload, row), keys)} << row % kWordBits;
-        } while (++row < rows && row % kWordBits != 0);
+            word |= uint64_t{passes<op, form>(rows.value_at(row), keys)} << row % kWordBits;
+        } while (++row < row_count && row % kWordBits != 0);
         or_word(res_bv, word_index, word);
         count += ones_in(word);
     }
     return count;
 }
 
+template <Operator op, typename Reader>
+Keys<typename Reader::Value> tail_keys(Keys<typename Reader::Value> keys) {
+    if constexpr (HasTailKeys<Reader, op>)
+        return {Reader::template tail_key<op>(keys.lower), Reader::template tail_key<op>(keys.upper)};
+    else
+        return keys;
+}
+
+// Tests all rows; returns the hits before the masks.
+template <Operator op, Form form, typename Reader>
+requires BlockReader<Reader>
+[[gnu::always_inline]] inline uint32_t scan_rows(Reader rows, uint64_t *res_bv, uint32_t row_count,
+                                                 Keys<typename Reader::Value> keys) {
+    const typename Reader::template BlockTest<op> test(keys);
+    const uint32_t blocks = row_count / Reader::kBlockRows, done = blocks * Reader::kBlockRows;
+    uint32_t count = 0;
+    if (test.passes_none()) {
+        clear_rows_from(res_bv, 0, row_count);
+        if constexpr (!HasTailKeys<Reader, op>)
+            return 0;
+    } else {
+        count = scan_blocks(rows, res_bv, blocks, test);
+        clear_rows_from(res_bv, done, row_count);
+    }
+    return count + scan_tail<op, form>(rows, res_bv, done, row_count, tail_keys<op, Reader>(keys));
+}
+
 // The whole of a kernel but for its name: `selective` is its named selective body. Inlined into the function that
 // carries the name, so that the loops show under it in a profile.
 template <typename Encoding, Operator op, auto selective>
-requires BlockEncoding<Encoding>
 [[gnu::always_inline]] inline uint64_t main_body(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *lower,
                                                  const kdzk_pred *upper, kdzk_exec_ctx *ctx) {
     if (asks_for_selected_rows(ctx))
@@ -60,19 +115,12 @@ requires BlockEncoding<Encoding>
 
     const uint8_t *payload = payload_of<kernel_id<Encoding>(op)>(src, ctx);
     const auto keys = read_keys<Encoding, op>(lower, upper);
-    const uint32_t rows = dst->row_count;
-    uint64_t *res_bv = dst->res_bv;
-
-    const typename Encoding::template BlockTest<op> test(keys);
-    if (test.passes_none()) {
-        clear_rows_from(res_bv, 0, rows);
+    const uint32_t count = Encoding::template with_rows<Body::main>(
+        Source{payload, src, lower}, [&](auto rows) __attribute__((always_inline)) {
+            return scan_rows<op, Encoding::kForm>(rows, dst->res_bv, dst->row_count, keys);
+        });
+    if (count == 0)
         return store_count(dst, 0);
-    }
-
-    const uint32_t blocks = rows / Encoding::kBlockRows, done = blocks * Encoding::kBlockRows;
-    uint32_t count = scan_blocks<Encoding>(payload, res_bv, blocks, test);
-    clear_rows_from(res_bv, done, rows);
-    count += scan_tail<Encoding, op>(payload, res_bv, done, rows, keys);
     return mask_and_store_count(dst, src->filter_bv, ctx, count);
 }
 

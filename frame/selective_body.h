@@ -18,38 +18,47 @@ inline void mark_ran(kdzk_exec_ctx *ctx, uint32_t flag) {
 }
 
 // Returns 1 on a hit. The row's bit is ORed in either way: an OR of nothing is cheaper than a mispredicted branch.
-template <typename Encoding, Operator op>
-[[gnu::always_inline]] inline uint32_t test_row(const uint8_t *payload, uint64_t *res_bv, uint32_t row,
-                                                Keys<typename Encoding::Key> keys) {
-    const bool hit = passes<op, Encoding::kForm>(Encoding::value_at(payload, row), keys);
+template <Operator op, Form form, typename Reader>
+[[gnu::always_inline]] inline uint32_t test_row(Reader &rows, uint64_t *res_bv, uint32_t row,
+                                                Keys<typename Reader::Value> keys) {
+    const bool hit = passes<op, form>(rows.value_at(row), keys);
     or_bit(res_bv, row, hit);
     return hit;
 }
 
-template <typename Encoding, Operator op>
-requires RowEncoding<Encoding>
-[[gnu::always_inline]] inline uint64_t selective_body(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *lower,
-                                                      const kdzk_pred *upper, kdzk_exec_ctx *ctx) {
-    const uint8_t *payload = payload_of<kernel_id<Encoding>(selective_name_of(op))>(src, ctx);
-    mark_ran(ctx, KDZK_RAN_SELECTIVE);
-    const auto keys = read_keys<Encoding, op>(lower, upper);
-    const uint32_t rows = src->row_count;
-    uint64_t *res_bv = dst->res_bv;
-    clear_rows_from(res_bv, 0, rows);
-
+// Tests the selected rows and adds their bits to words that were cleared; returns the hits.
+template <Operator op, Form form, typename Reader>
+requires RowReader<Reader>
+[[gnu::always_inline]] inline uint32_t test_selected(Reader rows, uint64_t *res_bv, const uint64_t *sel_bv,
+                                                     uint32_t row_count, Keys<typename Reader::Value> keys) {
     kdzk_lbiv_ictx selected;
-    kdzk_lbiv_ictx_ini2_dydi(&selected, ctx->sel_bv, rows, 0, 0);
+    kdzk_lbiv_ictx_ini2_dydi(&selected, sel_bv, row_count, 0, 0);
     uint32_t batch[kRowsAtATime], count = 0;
     uint64_t fetched;
     while ((fetched = kdzk_lbiwvones_dydi(&selected, batch, kRowsAtATime)) == kRowsAtATime) {
 #pragma GCC unroll 8
         for (const uint32_t row : batch)
-            count += test_row<Encoding, op>(payload, res_bv, row, keys);
+            count += test_row<op, form>(rows, res_bv, row, keys);
     }
     for (uint32_t i = 0; i < fetched; ++i)
-        count += test_row<Encoding, op>(payload, res_bv, batch[i], keys);
+        count += test_row<op, form>(rows, res_bv, batch[i], keys);
+    return count;
+}
 
-    keep_rows_in(src->filter_bv, res_bv, &count, rows);
+template <typename Encoding, Operator op>
+[[gnu::always_inline]] inline uint64_t selective_body(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *lower,
+                                                      const kdzk_pred *upper, kdzk_exec_ctx *ctx) {
+    const uint8_t *payload = payload_of<kernel_id<Encoding>(selective_name_of(op))>(src, ctx);
+    mark_ran(ctx, KDZK_RAN_SELECTIVE);
+    const auto keys = read_keys<Encoding, op>(lower, upper);
+    const uint32_t row_count = src->row_count;
+    uint64_t *res_bv = dst->res_bv;
+    clear_rows_from(res_bv, 0, row_count);
+    uint32_t count = Encoding::template with_rows<Body::selective>(
+        Source{payload, src, lower}, [&](auto rows) __attribute__((always_inline)) {
+            return test_selected<op, Encoding::kForm>(rows, res_bv, ctx->sel_bv, row_count, keys);
+        });
+    keep_rows_in(src->filter_bv, res_bv, &count, row_count);
     return store_count(dst, count);
 }
 

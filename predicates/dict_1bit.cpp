@@ -13,7 +13,8 @@ void copy_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
     for (uint32_t at = 0; at < blocks * kVectorBytes; at += kVectorBytes)
         store_lanes(result + at, bits_reversed(load_lanes<8>(payload + at)));
     clear_rows_from(res_bv, done, rows);
-    scan_tail<Dict<1, Form::plain>, Operator::ne>(payload, res_bv, done, rows, {0, 0});
+    Dict<1, Form::plain>::Rows codes = {payload};
+    scan_tail<Operator::ne, Form::plain>(codes, res_bv, done, rows, {0, 0});
 }
 
 uint32_t fill_with_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {

@@ -40,7 +40,6 @@ requires(Encoding::kKeysDecide) [[gnu::always_inline]] inline uint64_t
     return mask_and_store_count(dst, Encoding::kForm == Form::null ? nullptr : src->filter_bv, ctx, count);
 }
 
-// What a selective body needs.
 template <Form form>
 struct Dict<1, form> {
     using Key = DictKey<1>;
@@ -49,8 +48,18 @@ struct Dict<1, form> {
     static constexpr Form kForm = form;
     static constexpr bool kKeysDecide = true;
 
+    struct Rows {
+        using Value = Key;
+        const uint8_t *payload;
+        Key value_at(uint32_t row) const { return fetch_code<1>(payload, row); }
+    };
+
     static Key read_key(const kdzk_pred *pred) { return load<Key>(pred->data); }
-    static Key value_at(const uint8_t *payload, uint32_t row) { return fetch_code<1>(payload, row); }
+
+    template <Body, typename Visit>
+    [[gnu::always_inline]] static uint32_t with_rows(Source source, Visit visit) {
+        return visit(Rows{source.payload});
+    }
 };
 
 }  // namespace kdzk

@@ -10,11 +10,6 @@ using reference::Kernel;
 using reference::Keys;
 using support::GuardedMemory;
 
-// Around blocks of 16, 32, 64 and 128 rows.
-constexpr uint64_t kRowCounts[] = {0,   1,   8,   15,  16,  17,  31,  32,  33,  63,  64,  65,
-                                   127, 128, 129, 191, 192, 193, 255, 256, 257, 300, 1000};
-constexpr uint64_t kMostRows = 8 * 256 + 127;
-
 class PredicateTest : public testing::TestWithParam<Kernel> {
   protected:
     // Lays rows down so that what may be read ends shift bytes before an unreadable page.
@@ -31,56 +26,22 @@ class PredicateTest : public testing::TestWithParam<Kernel> {
         call_.upper.data = upper_.ending_with(&keys.upper, reference::key_bytes(width_));
     }
 
-    const uint64_t *lay_mask(GuardedMemory &memory, size_t shift) {
-        // The walk over a selection reads its first word even if there are no rows.
-        const uint64_t rows = std::max(values_.size(), uint64_t{1});
-        const auto words = support::mask(random_.one_of(support::kDensities), rows, random_);
-        return reinterpret_cast<const uint64_t *>(memory.ending_with(words.data(), words.size() * 8, shift));
-    }
-
-    // One mask in three is absent, but for the selection of a selective body.
-    void lay_masks(size_t shift, bool selective) {
-        call_.src.filter_bv = random_.below(3) == 0 ? nullptr : lay_mask(filter_, shift);
-        context_.sel_bv = !selective && random_.below(3) == 0 ? nullptr : lay_mask(selection_, shift);
-        context_.selective = selective || context_.sel_bv == nullptr ? 7 : 0;
-        context_.host = static_cast<kdzk_host_env *>(support::unreadable());
-    }
-
-    // Calls the kernel with what is laid down and compares all that it writes.
-    void check(size_t shift) {
-        const bool selective = context_.selective != 0 && context_.sel_bv != nullptr;
-        const reference::Answer expected =
-            predicate(GetParam(), values_, keys_, {call_.src.filter_bv, context_.sel_bv, selective});
+    void check(size_t shift, bool selective) {
+        const reference::Masks masks = call_.lay_masks(values_.size(), shift, selective);
+        const reference::Answer expected = predicate(GetParam(), values_, keys_, masks);
         call_.src.data = expected.reads_codes ? payload_at_ : support::unreadable();
-        const size_t bytes = expected.words.size() * 8;
-        result_.restore();
-        uint8_t *const result = result_.ending(bytes, shift);
-        call_.dst.res_bv = static_cast<uint64_t *>(static_cast<void *>(result));
-        call_.dst.hit_count = 0xDEADBEEF;
-        const uint32_t flags = context_.flags = static_cast<uint32_t>(random_.word());
-        const bool contextless = context_.sel_bv == nullptr && random_.below(2) == 0;
-        ASSERT_EQ(call_(contextless ? nullptr : &context_), expected.status);
-        ASSERT_EQ(call_.dst.hit_count, expected.hit_count);
-        std::vector<uint64_t> words(expected.words.size());
-        std::copy(result, result + bytes, reinterpret_cast<uint8_t *>(words.data()));
-        ASSERT_EQ(words, expected.words);
-        ASSERT_TRUE(result_.unchanged_but(result, bytes));
-        ASSERT_EQ(context_.flags, selective ? flags | KDZK_RAN_SELECTIVE : flags);
+        call_.expect(expected, shift);
     }
 
     std::string scene() const {
-        return std::to_string(values_.size()) + " rows, keys " + std::to_string(keys_.lower) + " "
-               + std::to_string(keys_.upper) + ", selective " + std::to_string(context_.selective) + ", masks "
-               + (call_.src.filter_bv != nullptr ? "filter " : "") + (context_.sel_bv != nullptr ? "selection" : "");
+        return call_.scene() + ", keys " + std::to_string(keys_.lower) + " " + std::to_string(keys_.upper);
     }
 
     const uint32_t width_ = GetParam().width_bits;
     const uint64_t largest_ = reference::largest_code(width_);
-    support::Random random_;
-    GuardedMemory payload_{kMostRows * 8 + 64, random_}, result_{512, random_}, lower_{8, random_}, upper_{8, random_},
-        filter_{512, random_}, selection_{512, random_};
-    support::PredicateCall call_{GetParam()};
-    kdzk_exec_ctx context_{};
+    support::GuardedPredicateCall call_{GetParam()};
+    support::Random &random_ = call_.random;
+    GuardedMemory payload_{support::kMostRows * 8 + 64, random_}, lower_{8, random_}, upper_{8, random_};
     uint8_t *payload_at_ = nullptr;
     std::vector<uint64_t> values_;
     Keys keys_{};
@@ -99,13 +60,12 @@ TEST_P(PredicateTest, AnswersAtEveryRowCountOffsetKeyAndMask) {
                          {any, any},
                          {any, random_.word() & largest_}};
     size_t turn = 0;
-    for (const uint64_t rows : kRowCounts)
+    for (const uint64_t rows : support::kRowCounts)
         for (size_t shift = 0; shift < 16; ++shift) {
             const Keys &pair = keys[turn++ % std::size(keys)];
             lay_payload(codes_around({pair.lower, pair.upper}, largest_, rows, random_), shift);
             lay_keys(pair);
-            lay_masks(shift, random_.below(2) == 0);
-            ASSERT_NO_FATAL_FAILURE(check(shift)) << scene() << ", shift " << shift;
+            ASSERT_NO_FATAL_FAILURE(check(shift, random_.below(2) == 0)) << scene() << ", shift " << shift;
         }
 }
 
@@ -133,8 +93,7 @@ TEST_P(PredicateTest, AnswersForEveryCodeAndKey) {
                 if (upper != lower && !is_range(GetParam()))
                     continue;
                 lay_keys({lower, upper & largest_});
-                lay_masks(0, selective);
-                ASSERT_NO_FATAL_FAILURE(check(0)) << scene();
+                ASSERT_NO_FATAL_FAILURE(check(0, selective)) << scene();
             }
 }
 
@@ -149,8 +108,7 @@ TEST_P(PredicateTest, ComparesWholeKeys) {
                 const uint64_t rows = selective || width_ == 1 ? 200 : 31;
                 lay_payload(codes_around({0, largest_}, largest_, rows, random_), 0);
                 lay_keys({lower & all_bits, upper & all_bits});
-                lay_masks(0, selective);
-                ASSERT_NO_FATAL_FAILURE(check(0)) << scene();
+                ASSERT_NO_FATAL_FAILURE(check(0, selective)) << scene();
             }
 }
 
@@ -159,13 +117,15 @@ TEST_P(PredicateTest, TakesItsRowsFromTheDestinationOrWhenSelectiveFromTheSource
     const std::vector<uint64_t> all(5, ~uint64_t{0});
     lay_payload(codes, 0);
     lay_keys({largest_ / 2, largest_});
-    context_.sel_bv = all.data();
+    call_.context.sel_bv = all.data();
     for (const uint32_t selective : {0u, 1u}) {
-        context_.selective = selective;
-        values_.assign(codes.begin(), codes.begin() + 150);
+        call_.context.selective = selective;
         call_.dst.row_count = selective != 0 ? 300 : 150;
         call_.src.row_count = selective != 0 ? 150 : 300;
-        check(0);
+        call_.src.data = payload_at_;
+        call_.expect(
+            predicate(GetParam(), {codes.begin(), codes.begin() + 150}, keys_, {nullptr, all.data(), selective != 0}),
+            0);
     }
 }
 

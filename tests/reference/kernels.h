@@ -107,13 +107,16 @@ inline bool fills_elements(uint32_t bits) { return bits == 8 || bits == 16 || bi
 inline size_t payload_slack(uint32_t width_bits) { return fills_elements(width_bits) ? 0 : 8; }
 inline size_t key_bytes(uint32_t width_bits) { return fills_elements(width_bits) ? width_bits / 8 : 4; }
 
-struct Keys {
-    uint64_t lower;  // the only key of an operator that isn't a range
-    uint64_t upper;
+template <class Value>
+struct KeyPair {
+    Value lower;  // the only key of an operator that isn't a range
+    Value upper;
 };
+using Keys = KeyPair<uint64_t>;
 
-inline bool hits(const Kernel &kernel, uint64_t value, Keys keys) {
-    const auto [lower, upper] = keys;
+template <class Value>
+bool compares(const Kernel &kernel, const Value &value, const KeyPair<Value> &keys) {
+    const auto &[lower, upper] = keys;
     const bool by_operation[] = {
         value == lower,
         (value < lower),
@@ -126,8 +129,11 @@ inline bool hits(const Kernel &kernel, uint64_t value, Keys keys) {
         lower <= value && value < upper,
         lower <= value && value <= upper,
     };
-    const bool is_null = kernel.form == KDZK_FORM_NULL && value == 0;
-    return by_operation[kernel.operation] && !is_null;
+    return by_operation[kernel.operation];
+}
+
+inline bool hits(const Kernel &kernel, uint64_t value, Keys keys) {
+    return compares(kernel, value, keys) && !(kernel.form == KDZK_FORM_NULL && value == 0);
 }
 
 // The main bodies at 1 bit test no row: the keys, codes or not, decide what becomes of the codes as a bit vector. Bit c
@@ -166,27 +172,33 @@ struct Answer {
     bool reads_codes;  // otherwise the payload isn't looked at
 };
 
-inline Answer predicate(const Kernel &kernel, const std::vector<uint64_t> &values, Keys keys, Masks masks) {
-    const bool decides = kernel.width_bits == 1 && !(masks.selective && masks.selection);
-    const Decision decision = decision_at_1_bit(kernel, keys);
-    if (decides && kernel.form == KDZK_FORM_NULL)
-        masks.filter = nullptr;  // odd on purpose
-    Answer answer{std::vector<uint64_t>((values.size() + 63) / 64), 0, KDZK_STATUS_NO_HIT,
-                  !decides || decision == codes || decision == complement};
-    const auto passes = [&](size_t row) {
-        if (row >= values.size())
-            return decides && decision == complement;
-        return decides ? (decision >> values[row] & 1) != 0 : hits(kernel, values[row], keys);
-    };
+// passes(row) may be asked about rows up to the end of the last word.
+template <class Passes>
+Answer masked_answer(size_t rows, Masks masks, Passes passes) {
+    Answer answer{std::vector<uint64_t>((rows + 63) / 64), 0, KDZK_STATUS_NO_HIT, true};
     for (size_t row = 0; row < answer.words.size() * 64; ++row) {
         const bool wanted =
             (!masks.filter || bit_at(masks.filter, row)) && (!masks.selection || bit_at(masks.selection, row));
         if (!wanted || !passes(row))
             continue;
         put_bit(answer.words.data(), row, true);
-        answer.hit_count += row < values.size() ? 1 : 0;
+        answer.hit_count += row < rows ? 1 : 0;
     }
     answer.status = answer.hit_count != 0 ? KDZK_STATUS_OK : KDZK_STATUS_NO_HIT;
+    return answer;
+}
+
+inline Answer predicate(const Kernel &kernel, const std::vector<uint64_t> &values, Keys keys, Masks masks) {
+    const bool decides = kernel.width_bits == 1 && !(masks.selective && masks.selection);
+    const Decision decision = decision_at_1_bit(kernel, keys);
+    if (decides && kernel.form == KDZK_FORM_NULL)
+        masks.filter = nullptr;  // odd on purpose
+    Answer answer = masked_answer(values.size(), masks, [&](size_t row) {
+        if (row >= values.size())
+            return decides && decision == complement;
+        return decides ? (decision >> values[row] & 1) != 0 : hits(kernel, values[row], keys);
+    });
+    answer.reads_codes = !decides || decision == codes || decision == complement;
     return answer;
 }
 

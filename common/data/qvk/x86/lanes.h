@@ -59,6 +59,9 @@ inline Lanes<16> spread(uint16_t value) { return {_mm_set1_epi16(short(value))};
 inline Lanes<32> spread(uint32_t value) { return {_mm_set1_epi32(int(value))}; }
 inline Lanes<64> spread(uint64_t value) { return {_mm_set1_epi64x(int64_t(value))}; }
 
+// Four bytes in the first lanes, zero in the others.
+inline Lanes<8> first_lanes(uint32_t bytes) { return {_mm_cvtsi32_si128(int(bytes))}; }
+
 // The same bytes seen as lanes of another width.
 template <int kTo, int kFrom>
 Lanes<kTo> seen_as(Lanes<kFrom> lanes) {

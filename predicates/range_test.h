@@ -1,0 +1,143 @@
+// range_test.h: the test of an operator on a block of lanes, and readers of payloads in which every row takes the same
+// number of bits.
+//
+// A way into lanes (InLanes) tells its shape, gives the values of a vector of a block, and puts a value where a
+// vector's values are, for each set of places; both for an equality or in the lanes' order (`ordered`), which some ways
+// always have.
+#pragma once
+
+#include "frame/encoding.h"
+#include "lanes.h"
+#include "predicates/lane_test.h"
+
+namespace kdzk {
+
+// Comparison results of sixteen rows, or fewer in the first lanes, one byte lane a row.
+template <int kBits, size_t kCount>
+[[gnu::always_inline]] inline Lanes<8> one_byte_a_row(const Lanes<kBits> (&results)[kCount]) {
+    if constexpr (kBits == 8) {
+        return results[0];
+    } else {
+        constexpr size_t half_count = (kCount + 1) / 2;
+        Lanes<kBits / 2> half[half_count];
+#pragma GCC unroll 8
+        for (size_t i = 0; i < half_count; ++i)
+            half[i] = narrow(results[2 * i], results[kCount == 1 ? 0 : 2 * i + 1]);
+        return one_byte_a_row(half);
+    }
+}
+
+// How many vectors of a block are gathered at a time.
+template <typename InLanes>
+inline constexpr int kVectorsAGather = std::min(InLanes::kBits / 8, InLanes::kVectors);
+
+// Calls test(vector number) for the vectors of a gather and brings the results together.
+template <typename InLanes, int gather, typename VectorTest>
+[[gnu::always_inline]] inline Lanes<8> gathered(VectorTest test) {
+    constexpr int count = kVectorsAGather<InLanes>;
+    return [&]<int... vector>(std::integer_sequence<int, vector...>) __attribute__((always_inline)) {
+        const Lanes<InLanes::kBits> results[] = {test(std::integral_constant<int, gather * count + vector>())...};
+        return one_byte_a_row(results);
+    }
+    (std::make_integer_sequence<int, count>());
+}
+
+// The tests of a block, one for each set of places.
+template <typename InLanes, auto largest, Form form, Operator op>
+struct RangeTest {
+    using Value = decltype(largest);
+    static constexpr LaneForm kLaneForm = lane_form(op, form, !InLanes::kReachesTopBit);
+    static constexpr bool kOrdered = !row_of(op).equality;
+    static constexpr bool kFindsMisses = finds_misses(op, kLaneForm);
+    using Test = LaneTest<InLanes::kBits, kLaneForm>;
+
+    Test first_places, second_places;  // the same, but where vectors take turns
+    bool none;
+
+    explicit RangeTest(ClosedRange<Value> range)
+        : first_places(test_at<0>(range)), second_places(test_at<InLanes::kPlaceSets - 1>(range)), none(range.empty) {}
+
+    explicit RangeTest(Keys<Value> keys) : RangeTest(passing_range<op, form>(keys, largest)) {}
+
+    template <int set>
+    static Test test_at(ClosedRange<Value> range) {
+        return Test(InLanes::template value_lanes<kOrdered, set>(range.first),
+                    InLanes::template value_lanes<kOrdered, set>(range.last));
+    }
+
+    bool passes_none() const { return none; }
+
+    template <int gather>
+    [[gnu::always_inline]] Lanes<8> sixteen_rows(const typename InLanes::Block &block) const {
+        return gathered<InLanes, gather>([&]<int vector>(std::integral_constant<int, vector>)
+                                             __attribute__((always_inline)) {
+                                                 const auto values = InLanes::template values<kOrdered, vector>(block);
+                                                 if constexpr (InLanes::places_of(vector) == 0)
+                                                     return first_places(values);
+                                                 else
+                                                     return second_places(values);
+                                             });
+    }
+};
+
+// Rows of the same number of bits. kFetch reads one value by its row.
+template <typename InLanesOfRows, auto largest, Form form, auto kFetch>
+struct EvenRows {
+    using InLanes = InLanesOfRows;
+    using Value = decltype(largest);
+    static constexpr uint32_t kBlockRows = InLanes::kBlockRows, kBlockBytes = InLanes::kBlockBytes;
+    template <Operator op>
+    using BlockTest = RangeTest<InLanes, largest, form, op>;
+
+    const uint8_t *payload;
+    const uint8_t *next_block = payload;
+
+    const uint8_t *position() const { return next_block; }
+    const uint8_t *take_block() {
+        const uint8_t *block = next_block;
+        next_block += kBlockBytes;
+        return block;
+    }
+    Value value_at(uint32_t row) const { return kFetch(payload, row); }
+};
+
+// How rows of whole bytes come into lanes that they fill. Equality is tested on the stored bytes, against a key in
+// their order, which costs nothing a block; order needs the lanes' bytes reversed.
+template <int kWidth, int kVectorsOfBlock = 8>
+struct ElementLanes {
+    using Block = const uint8_t *;
+    using Value = UnsignedOf<kWidth>;
+    static constexpr int kBits = kWidth, kVectors = kVectorsOfBlock, kPlaceSets = 1;
+    static constexpr uint32_t kBlockBytes = kVectors * kVectorBytes, kBlockRows = kBlockBytes * 8 / kWidth;
+    static constexpr bool kReachesTopBit = true;
+
+    static constexpr int places_of(int) { return 0; }
+
+    static constexpr std::array<uint8_t, kVectorBytes> reversal() {
+        std::array<uint8_t, kVectorBytes> control{};
+        for (int at = 0; at < kVectorBytes; ++at)
+            control[size_t(at)] = uint8_t(at ^ (kWidth / 8 - 1));
+        return control;
+    }
+
+    template <bool ordered>
+    static Lanes<kBits> in_order(Lanes<8> stored) {
+        static constexpr auto kReversal = reversal();
+        if constexpr (ordered && kWidth > 8)
+            return pick_bytes<kBits>(stored, load_lanes<8>(kReversal.data()));
+        else
+            return seen_as<kBits>(stored);
+    }
+
+    template <bool ordered, int vector>
+    static Lanes<kBits> values(Block block) {
+        return in_order<ordered>(load_lanes<8>(block + vector * kVectorBytes));
+    }
+
+    template <bool ordered, int set>
+    static Lanes<kBits> value_lanes(Value value) {
+        return in_order<!ordered>(seen_as<8>(spread(value)));
+    }
+};
+
+}  // namespace kdzk
