@@ -10,6 +10,7 @@ namespace {
 struct Readings {
     std::vector<Value> values;
     bool certain = true;
+    bool complete = true;  // false: there are texts that may equal it and aren't listed
 };
 
 bool is_numeric(const ColumnShape &shape) { return shape.affinity > Affinity::text; }
@@ -35,10 +36,10 @@ Readings readings_of(const ColumnShape &shape, const Constraint &constraint, sql
     Value number = numeric_form(value);
     const bool changes_to_text = is_number(as_is.view()) && shape.affinity == Affinity::text;
     const bool changes_to_number = as_is.type == Type::text && is_number(number.view());
-    if (shape.twins.empty() && !changes_to_text && !changes_to_number) {
+    if (shape.twins.empty() && shape.has_all_twins && !changes_to_text && !changes_to_number) {
         return {{std::move(as_is)}};
     }
-    Readings readings{{std::move(as_is)}, false};
+    Readings readings{{std::move(as_is)}, false, shape.has_all_twins || !is_number(number.view())};
     if (changes_to_text) {
         readings.values.push_back(text_form(value));
     }
@@ -89,18 +90,21 @@ Predicate compared_to(const Constraint &constraint, Value value) {
 
 Predicate in_list(const ColumnShape &shape, const Constraint &constraint, sqlite3_value *list) {
     std::vector<Value> wanted;
+    bool complete = true;
     sqlite3_value *element = nullptr;
     int result = sqlite3_vtab_in_first(list, &element);
     for (; result == SQLITE_OK && element; result = sqlite3_vtab_in_next(list, &element)) {
         if (sqlite3_value_type(element) != SQLITE_NULL) {
             Readings readings = readings_of(shape, constraint, element);
+            complete = complete && readings.complete;
             std::move(readings.values.begin(), readings.values.end(), std::back_inserter(wanted));
         }
     }
     if (result != SQLITE_DONE && result != SQLITE_OK) {
         throw SqlError("cannot read the values of IN");
     }
-    return equal_to(constraint.column, std::move(wanted));
+    return complete ? equal_to(constraint.column, std::move(wanted))
+                    : of_kind(constraint.column, Predicate::Kind::not_null);
 }
 
 }  // namespace
@@ -160,8 +164,8 @@ Predicate predicate_for(const ColumnShape &shape, const Constraint &constraint, 
         return compared_to(constraint, std::move(readings.values.front()));
     }
     const bool equality = operation == Operation::eq || operation == Operation::is;
-    return equality ? equal_to(constraint.column, std::move(readings.values))
-                    : of_kind(constraint.column, Predicate::Kind::not_null);
+    return equality && readings.complete ? equal_to(constraint.column, std::move(readings.values))
+                                         : of_kind(constraint.column, Predicate::Kind::not_null);
 }
 
 Predicate predicate_shape(const Constraint &constraint) {

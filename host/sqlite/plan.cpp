@@ -79,13 +79,9 @@ std::string describe(const Table &table, const Plan &plan, const LeftOver &left_
     return text.empty() ? "all rows" : text;
 }
 
-double share_of(const Dictionary &dictionary, const CodeRun &run) {
-    return static_cast<double>(dictionary.rows_in(run)) / static_cast<double>(dictionary.rows());
-}
-
 // The share of rows that a constraint is expected to let through, its value being unknown.
-double selectivity(const Dictionary &dictionary, Operation operation) {
-    const double rows_of_one = 1.0 / std::max(1u, dictionary.size());
+double selectivity(const ValueCounts &counts, Operation operation) {
+    const double rows_of_one = 1.0 / static_cast<double>(std::max<uint64_t>(1, counts.distinct));
     switch (operation) {
     case Operation::eq:
     case Operation::is:
@@ -102,7 +98,7 @@ double selectivity(const Dictionary &dictionary, Operation operation) {
     case Operation::not_null:
         break;
     }
-    const double nulls = dictionary.has_null() ? share_of(dictionary, {0, 0}) : 0;
+    const double nulls = static_cast<double>(counts.nulls) / static_cast<double>(std::max<uint64_t>(1, counts.rows));
     return operation == Operation::is_null ? nulls : 1 - nulls;
 }
 
@@ -116,7 +112,7 @@ void estimate(const Table &table, const Plan &plan, sqlite3_index_info *info) {
     const double all_rows = static_cast<double>(table.row_count);
     double rows = all_rows;
     for (const Constraint &constraint : plan) {
-        rows *= selectivity(*table.columns[constraint.column].encoding->dictionary(), constraint.operation);
+        rows *= selectivity(table.columns[constraint.column].encoding->counts(), constraint.operation);
     }
     constexpr double kRowsPerCost = 128;  // a kernel tests that many in the time in which SQLite takes one row
     info->estimatedCost = 1 + rows + all_rows * static_cast<double>(plan.size()) / kRowsPerCost;

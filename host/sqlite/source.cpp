@@ -1,5 +1,6 @@
 // Looking at a source and reading it.
 #include "source.h"
+#include "value_study.h"
 
 #include <algorithm>
 #include <array>
@@ -123,36 +124,6 @@ OwnValue duplicate(sqlite3_value *value) {
     return copy;
 }
 
-// The text as a comparison under numeric affinity sees it, by SQLite's own conversion. carrier: SELECT ?1.
-Value numeric_form_of(sqlite3 *db, const Statement &carrier, const std::string &text) {
-    sqlite3_reset(carrier.get());
-    sqlite3_bind_text64(carrier.get(), 1, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
-    step(db, carrier);
-    return numeric_form(sqlite3_column_value(carrier.get(), 0));
-}
-
-// Finds what would make a comparison of stored values differ from SQLite's.
-void study_values(sqlite3 *db, const Dictionary &dictionary, ColumnShape &shape) {
-    const Statement carrier = prepare(db, "SELECT ?1");
-    shape.has_texts = false;
-    for (const Value &value : dictionary.values) {
-        if (is_number(value.view()) && shape.affinity == Affinity::text) {
-            shape.as_stored = false;
-        }
-        if (value.type != Type::text) {
-            continue;
-        }
-        shape.has_texts = true;
-        Value number = numeric_form_of(db, carrier, value.bytes);
-        if (is_number(number.view())) {
-            shape.as_stored = shape.as_stored && shape.affinity <= Affinity::text;
-            shape.twins.push_back({value, std::move(number)});
-        }
-    }
-    std::sort(shape.twins.begin(), shape.twins.end(),
-              [](const NumericTwin &a, const NumericTwin &b) { return compare(a.number.view(), b.number.view()) < 0; });
-}
-
 }  // namespace
 
 ValueView view_of(sqlite3_value *value) {
@@ -205,6 +176,18 @@ Source find_source(sqlite3 *db, const std::string &schema, const SqlName &name) 
     return source;
 }
 
+void want_encodings(Source &source, const std::vector<std::pair<std::string, EncodingKind>> &encodings) {
+    for (const auto &wanted : encodings) {
+        const auto column = std::find_if(source.columns.begin(), source.columns.end(), [&](const ColumnShape &shape) {
+            return sqlite3_stricmp(shape.name.c_str(), wanted.first.c_str()) == 0;
+        });
+        if (column == source.columns.end()) {
+            throw SqlError("no such column: " + wanted.first);
+        }
+        column->wanted = wanted.second;
+    }
+}
+
 std::string declaration(const Source &source) {
     std::string sql;
     for (const ColumnShape &shape : source.columns) {
@@ -217,6 +200,9 @@ std::string declaration(const Source &source) {
 Table load_rows(sqlite3 *db, Source &source, const KernelLibrary *library, const TableOptions &options,
                 const char *title) {
     TableBuilder builder(source.columns.size());
+    for (size_t column = 0; column < source.columns.size(); ++column) {
+        builder.stages[column].wanted = source.columns[column].wanted;
+    }
     const Progress progress{title};
     const Statement rows = select_all(db, source.sql_name);
     while (step(db, rows)) {
@@ -233,9 +219,12 @@ Table load_rows(sqlite3 *db, Source &source, const KernelLibrary *library, const
     }
     Table table = builder.finish(library, names, options);
     for (size_t column = 0; column < source.columns.size(); ++column) {
-        if (const Dictionary *dictionary = table.columns[column].encoding->dictionary()) {
-            study_values(db, *dictionary, source.columns[column]);
+        if (table.columns[column].encoding->kernels()) {
+            study_values(db, table, column, source.columns[column]);
         }
+    }
+    if (options.compress) {
+        compress(table);
     }
     return table;
 }

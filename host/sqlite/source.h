@@ -20,11 +20,13 @@ struct ColumnShape {
     std::string type;  // as declared
     Affinity affinity = Affinity::blob;
     std::string collation = "BINARY";
+    std::optional<EncodingKind> wanted;
 
-    // Known once the rows are in, of columns with a dictionary.
+    // Known once the rows are in, of columns with kernels.
     bool as_stored = true;  // it compares as the values stand: none changes under its own affinity
     bool has_texts = true;
     std::vector<NumericTwin> twins;  // of columns with text or no affinity, by ascending number
+    bool has_all_twins = true;       // else there were too many to keep
 };
 
 struct Source {
@@ -34,6 +36,9 @@ struct Source {
 
 // The source called name; without a schema in it, one in the schema of the virtual table comes first.
 Source find_source(sqlite3 *db, const std::string &schema, const SqlName &name);
+
+// By name of the column.
+void want_encodings(Source &source, const std::vector<std::pair<std::string, EncodingKind>> &encodings);
 
 // A CREATE TABLE statement for columns that compare as those of the source.
 std::string declaration(const Source &source);

@@ -11,6 +11,7 @@ namespace qvk {
 namespace {
 
 constexpr int kFirstArgument = 3;  // after the names of module, schema and table
+constexpr std::string_view kEncodingOf = "encoding_";
 
 std::string trimmed(const std::string &text) {
     const size_t first = text.find_first_not_of(" \t\r\n");
@@ -61,8 +62,17 @@ uint64_t parse_memory_limit(const std::string &value) {
     return limit.number << shift;
 }
 
-TableOptions read_options(int argc, const char *const *argv) {
-    TableOptions options;
+EncodingKind parse_encoding(const std::string &value) {
+    const auto known = std::find(kEncodingNames.begin(), kEncodingNames.end(), value);
+    if (known == kEncodingNames.end()) {
+        throw SqlError("an encoding has to be dict, fixed, dynp or plain, not " + value);
+    }
+    return static_cast<EncodingKind>(known - kEncodingNames.begin());
+}
+
+TableArguments read_options(int argc, const char *const *argv) {
+    TableArguments arguments;
+    TableOptions &options = arguments.options;
     bool limited = false;
     for (int at = kFirstArgument + 1; at < argc; ++at) {
         const std::string option = argv[at];
@@ -76,6 +86,8 @@ TableOptions read_options(int argc, const char *const *argv) {
         } else if (name == "memory_limit") {
             options.memory_limit = parse_memory_limit(value);
             limited = true;
+        } else if (name.starts_with(kEncodingOf)) {
+            arguments.encodings.emplace_back(unquoted(name.substr(kEncodingOf.size())), parse_encoding(value));
         } else {
             throw SqlError("unknown option: " + option);
         }
@@ -83,7 +95,7 @@ TableOptions read_options(int argc, const char *const *argv) {
     if (limited && !options.compress) {
         throw SqlError("memory_limit needs compress=yes");
     }
-    return options;
+    return arguments;
 }
 
 }  // namespace
@@ -92,8 +104,9 @@ TableArguments read_arguments(int argc, const char *const *argv) {
     if (argc <= kFirstArgument || trimmed(argv[kFirstArgument]).empty()) {
         throw SqlError("which table? USING qvk(source [, option=value ...])");
     }
-    TableOptions options = read_options(argc, argv);
-    return {parse_name(argv[kFirstArgument]), options};
+    TableArguments arguments = read_options(argc, argv);
+    arguments.source = parse_name(argv[kFirstArgument]);
+    return arguments;
 }
 
 }  // namespace qvk

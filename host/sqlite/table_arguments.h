@@ -9,6 +9,7 @@ namespace qvk {
 struct TableArguments {
     SqlName source;
     TableOptions options;
+    std::vector<std::pair<std::string, EncodingKind>> encodings;  // wanted, by column
 };
 
 // From the arguments that SQLite hands to a module. Of an option that is given twice, the last one counts.

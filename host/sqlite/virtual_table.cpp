@@ -33,6 +33,7 @@ std::unique_ptr<VirtualTable> make_table(sqlite3 *db, Registry *registry, int ar
     made->registry = registry;
     made->name = {argv[1], argv[2]};
     made->source = find_source(db, argv[1], arguments.source);
+    want_encodings(made->source, arguments.encodings);
     if (sqlite3_declare_vtab(db, declaration(made->source).c_str()) != SQLITE_OK) {
         throw SqlError(sqlite3_errmsg(db));
     }
@@ -98,8 +99,10 @@ int column(sqlite3_vtab_cursor *base, sqlite3_context *context, int index) {
     return shielded(&base->pVtab->zErrMsg, [&] {
         const TableScan &scan = *static_cast<Cursor *>(base)->scan;
         const Table &table = table_of(base).table;
-        // In place: a table outlives every statement that reads it.
-        give(context, table.value(static_cast<size_t>(index), scan.segment(), scan.row()), SQLITE_STATIC);
+        // A table outlives every statement that reads it, so what stays in place needn't be copied.
+        const bool stays = table.columns[static_cast<size_t>(index)].encoding->keeps_bytes_in_place();
+        give(context, table.value(static_cast<size_t>(index), scan.segment(), scan.row()),
+             stays ? SQLITE_STATIC : SQLITE_TRANSIENT);
     });
 }
 

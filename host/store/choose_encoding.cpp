@@ -1,25 +1,81 @@
 // The one place where a column's encoding is chosen.
 //
-// With a dictionary, kernels answer the column's predicates. So a small dictionary is taken whatever its size in bytes;
-// a larger one where it takes less room than the values as they came, codes included.
+// A small dictionary is taken whatever its size in bytes. Beyond, whatever takes the least room is taken: a dictionary
+// with its codes, rows of up to eight bytes where all values are such rows, or the values as they came. The last one
+// has no kernels, so it has to be smaller than the others.
 #include "code_stream.h"
 #include "encoding.h"
+#include "length_fields.h"
 
 namespace qvk {
+namespace {
 
-bool dictionary_pays(const ColumnStage &stage) {
-    constexpr size_t kSmallDictionary = 256;
-    const size_t values = stage.distinct.size();
-    return values <= kSmallDictionary
-           || stage.distinct_bytes + packed_bytes(stage.codes.size(), width_for(values)) < stage.plain_bytes;
+// Without what all of them have: NULLs' bits and the slack of segments.
+uint64_t fixed_bytes(const LaneStudy &study, uint64_t rows) {
+    const uint32_t row_bytes = study.values.row_bytes;
+    return rows * row_bytes + (study.values.keeps_zeros ? length_fields_bytes(rows, lane_bytes_for(row_bytes)) : 0);
 }
 
-std::unique_ptr<Encoding> choose_encoding(ColumnStage &&stage, uint32_t segment_rows) {
-    if (stage.is_coded && dictionary_pays(stage)) {
+uint64_t dynp_bytes(const LaneStudy &study, uint64_t rows) {
+    return study.value_bytes + length_fields_bytes(rows, dynp_lane_bytes_for(study.values.row_bytes))
+           + rows / kDynpStartRows * sizeof(uint32_t);
+}
+
+uint64_t dict_bytes(const ColumnStage &stage) {
+    return stage.distinct_bytes + packed_bytes(stage.codes.size(), width_for(stage.distinct.size()));
+}
+
+struct Choice {
+    EncodingKind kind;
+    uint64_t bytes;
+};
+
+Choice smallest_without_dictionary(const ColumnStage &stage, const LaneStudy &study) {
+    const Choice plain{EncodingKind::plain, stage.plain_bytes};
+    if (study.obstacle) {
+        return plain;
+    }
+    const Choice fixed{EncodingKind::fixed, fixed_bytes(study, stage.rows())};
+    const Choice dynp{EncodingKind::dynp, dynp_bytes(study, stage.rows())};
+    const Choice lanes = fixed.bytes <= dynp.bytes ? fixed : dynp;
+    return lanes.bytes <= plain.bytes ? lanes : plain;
+}
+
+bool has_small_dictionary(const ColumnStage &stage) {
+    constexpr size_t kSmallDictionary = 256;
+    return stage.is_coded && stage.distinct.size() <= kSmallDictionary;
+}
+
+EncodingKind choose_kind(const ColumnStage &stage, const LaneStudy &study) {
+    if (has_small_dictionary(stage)) {
+        return EncodingKind::dict;
+    }
+    const Choice other = smallest_without_dictionary(stage, study);
+    return stage.is_coded && dict_bytes(stage) < other.bytes ? EncodingKind::dict : other.kind;
+}
+
+}  // namespace
+
+bool dictionary_pays(const ColumnStage &stage) {
+    return has_small_dictionary(stage) || dict_bytes(stage) < stage.plain_bytes;
+}
+
+std::unique_ptr<Encoding> choose_encoding(ColumnStage &&stage, const std::string &column, uint32_t segment_rows) {
+    const LaneStudy study = study_lanes(stage);
+    const EncodingKind kind = stage.wanted ? *stage.wanted : choose_kind(stage, study);
+    if (kind == EncodingKind::dict && stage.is_coded) {
         return make_dict_encoding(std::move(stage), segment_rows);
     }
-    stage.go_plain();
-    return make_plain_encoding(std::move(stage), segment_rows);
+    if (kind == EncodingKind::plain) {
+        stage.go_plain();
+        return make_plain_encoding(std::move(stage), segment_rows);
+    }
+    if (study.obstacle) {
+        throw CannotEncode("column " + column + " can't be " + std::string(name_of(kind)) + ": it holds "
+                           + study.obstacle);
+    }
+    return (kind == EncodingKind::fixed ? make_fixed_encoding : make_dynp_encoding)(std::move(stage), study.values,
+                                                                                    segment_rows);
 }
 
 }  // namespace qvk

@@ -28,8 +28,9 @@ void ColumnStage::add_coded(const ValueView &value) {
         return;
     }
     distinct.emplace_back(value);
+    ++distinct_count;
     distinct_bytes += sizeof(Value) + value.bytes.size();
-    if (distinct.size() > kPatientDistinct && !dictionary_pays(*this)) {
+    if (distinct.size() > kPatientDistinct && wanted != EncodingKind::dict && !dictionary_pays(*this)) {
         go_plain();
     }
 }

@@ -4,11 +4,21 @@
 
 #include "plain_values.h"
 
+#include <array>
+#include <optional>
 #include <unordered_map>
 
 namespace qvk {
 
+enum class EncodingKind : uint8_t { dict, fixed, dynp, plain };
+
+// By EncodingKind.
+inline constexpr std::array<std::string_view, 4> kEncodingNames = {"dict", "fixed", "dynp", "plain"};
+
+constexpr std::string_view name_of(EncodingKind kind) { return kEncodingNames[static_cast<size_t>(kind)]; }
+
 struct ColumnStage {
+    std::optional<EncodingKind> wanted;  // without, choose_encoding decides
     bool is_coded = true;
     std::vector<Value> distinct;  // by provisional code, NULL among them; empty if not coded
     std::vector<uint32_t> codes;  // one a row; empty if not coded
@@ -16,9 +26,12 @@ struct ColumnStage {
 
     // What the values take: in the source, in a dictionary without its codes, as plain values.
     uint64_t source_bytes = 0, distinct_bytes = 0, plain_bytes = 0;
+    uint64_t distinct_count = 0;  // as long as it was coded
 
     void add(const ValueView &value);
     void go_plain();
+    size_t rows() const { return is_coded ? codes.size() : plain.types.size(); }
+    ValueView at(size_t row) const { return is_coded ? distinct[codes[row]].view() : plain.at(row); }
 
   private:
     std::unordered_map<std::string, uint32_t> code_of_identity;

@@ -3,7 +3,7 @@
 // In a column with NULLs, code 0 is NULL. The _null kernels pass over it, so comparisons needn't keep it out; IS NULL
 // and IS NOT NULL are comparisons with 0 by plain kernels.
 #include "code_stream.h"
-#include "encoding.h"
+#include "coded_encoding.h"
 
 #include <algorithm>
 #include <numeric>
@@ -11,89 +11,32 @@
 namespace qvk {
 namespace {
 
-// What the choice of kernels depends on besides the runs.
-struct CodeSpace {
-    uint32_t lowest, size;  // codes of values run from lowest to size - 1; NULL is 0 if lowest is 1
-
-    uint32_t form() const { return lowest > 0 ? KDZK_FORM_NULL : KDZK_FORM_PLAIN; }
-    uint32_t values() const { return size - lowest; }
-};
-
-uint64_t codes_in(const std::vector<CodeRun> &runs) {
-    uint64_t count = 0;
-    for (const CodeRun &run : runs) {
-        count += run.last - run.first + 1;
-    }
-    return count;
-}
-
-// The one code of a value outside the runs.
-uint32_t missing_code(const std::vector<CodeRun> &runs, uint32_t lowest) {
-    return runs.empty() || runs.front().first > lowest ? lowest : runs.front().last + 1;
-}
-
-// A test against the end of the dictionary needs one comparison a row instead of two.
-KernelCall call_for(const CodeRun &run, const CodeSpace &space) {
-    if (run.first == run.last) {
-        return {KDZK_OP_EQ, space.form(), run.first, 0};
-    }
-    if (run.first == space.lowest) {
-        return {KDZK_OP_LE, space.form(), run.last, 0};
-    }
-    if (run.last == space.size - 1) {
-        return {KDZK_OP_GE, space.form(), run.first, 0};
-    }
-    return {KDZK_OP_GE_LE, space.form(), run.first, run.last};
-}
-
-std::vector<KernelCall> calls_for(const std::vector<CodeRun> &runs, const CodeSpace &space) {
-    const uint64_t codes = codes_in(runs);
-    if (runs.front().last < space.lowest) {
-        return {{KDZK_OP_EQ, KDZK_FORM_PLAIN, 0, 0}};
-    }
-    if (codes == space.values()) {
-        return {{KDZK_OP_GT, KDZK_FORM_PLAIN, 0, 0}};
-    }
-    if (codes == space.values() - 1) {
-        return {{KDZK_OP_NE, space.form(), missing_code(runs, space.lowest), 0}};
-    }
-    std::vector<KernelCall> calls;
-    for (const CodeRun &run : runs) {
-        calls.push_back(call_for(run, space));
-    }
-    return calls;
-}
-
-ColumnScan scan_of(const std::vector<CodeRun> &runs, const CodeSpace &space) {
-    const uint64_t codes = codes_in(runs);
-    if (codes == 0) {
-        return {ColumnScan::Rows::none, {}};
-    }
-    if (codes == space.size) {
-        return {ColumnScan::Rows::all, {}};
-    }
-    return {ColumnScan::Rows::tested, calls_for(runs, space)};
-}
-
-struct DictEncoding final : Encoding {
+struct DictEncoding final : CodedEncoding {
     Dictionary values;
-    KernelFamily family;
-    std::vector<std::unique_ptr<Segment>> parts;
 
-    std::string_view name() const override { return "dict"; }
+    std::string_view name() const override { return name_of(EncodingKind::dict); }
     uint32_t width_bits() const override { return family.width_bits; }
     uint64_t bytes() const override;
     ValueView value(size_t segment, uint32_t row, HostServices &services) const override {
         return values.values[code_at(payload_of(*parts[segment], services), family.width_bits, row)].view();
     }
-    const KernelFamily *kernels() const override { return &family; }
-    const Dictionary *dictionary() const override { return &values; }
-    ColumnScan scan_for(const Predicate &predicate) const override;
-    ColumnScan typical_scan(const Predicate &predicate) const override {
-        constexpr uint32_t kLarge = 1u << 20;
-        return scan_of(typical_runs(predicate, values.has_null(), kLarge), {values.lowest_code(), kLarge});
+    ValueCounts counts() const override {
+        return {values.rows(), values.has_null() ? values.rows_in({0, 0}) : 0, values.size()};
     }
-    std::span<const std::unique_ptr<Segment>> segments() const override { return parts; }
+    const Dictionary *dictionary() const override { return &values; }
+
+    CodeRange codes() const override { return values.codes(); }
+    CodeRange locate(const Value &value) const override { return values.locate(value); }
+    uint64_t rows_in(const CodeRun &run) const override { return values.rows_in(run); }
+    KernelCall call_for(const CodeTest &test) const override {
+        return {.operation = test.operation,
+                .form = values.has_null() ? KDZK_FORM_NULL : KDZK_FORM_PLAIN,
+                .lower_key = static_cast<uint64_t>(test.lower),
+                .upper_key = static_cast<uint64_t>(test.upper)};
+    }
+    ColumnScan null_test(bool nulls) const override {
+        return {ColumnScan::Rows::tested, {KernelCall{.operation = nulls ? KDZK_OP_EQ : KDZK_OP_GT}}};
+    }
 };
 
 uint64_t DictEncoding::bytes() const {
@@ -102,15 +45,6 @@ uint64_t DictEncoding::bytes() const {
         sum += sizeof value + value.bytes.size();
     }
     return sum;
-}
-
-ColumnScan DictEncoding::scan_for(const Predicate &predicate) const {
-    const std::vector<CodeRun> runs = runs_of(values, predicate);
-    ColumnScan scan = scan_of(runs, {values.lowest_code(), values.size()});
-    for (const CodeRun &run : runs) {
-        scan.hits += values.rows_in(run);
-    }
-    return scan;
 }
 
 // Moves the distinct values into the dictionary and gives the final code of each provisional one.

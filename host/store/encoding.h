@@ -8,6 +8,7 @@
 #include "dictionary.h"
 #include "host_services.h"
 #include "kernel_library.h"
+#include "lane_values.h"
 #include "predicate.h"
 
 #include <memory>
@@ -21,13 +22,20 @@ struct KernelCall {
     uint32_t form = KDZK_FORM_PLAIN;
     uint64_t lower_key = 0;  // the only key of an operation with one
     uint64_t upper_key = 0;
+    uint8_t lower_field = 0, upper_field = 0;  // the length fields of keys, for forms with lengths
 };
 
-// A predicate as one encoding answers it: a row passes if any of the calls hits.
+// A predicate as one encoding answers it. If tested, a row passes if any of the calls hits; the segments tell
+// themselves which rows are NULL.
 struct ColumnScan {
-    enum class Rows : uint8_t { none, all, tested } rows = Rows::tested;
+    enum class Rows : uint8_t { none, all, nulls, not_nulls, tested } rows = Rows::tested;
     std::vector<KernelCall> any_of;
-    uint64_t hits = 0;  // if tested: the rows of the whole column that pass
+    uint64_t hits = 0;  // of some but not all: about how many rows of the whole column pass, fewer than it has
+};
+
+struct ValueCounts {
+    uint64_t rows = 0, nulls = 0;
+    uint64_t distinct = 0;  // as far as they were counted
 };
 
 // What the segments of a column take, in bytes.
@@ -40,9 +48,14 @@ struct PayloadBytes {
 struct Encoding {
     virtual ~Encoding() = default;
     virtual std::string_view name() const = 0;
-    virtual uint32_t width_bits() const = 0;  // of one code; 0 if rows aren't of one width
+    virtual uint32_t width_bits() const = 0;  // of one row, the longest if they differ; 0 without kernels
     virtual uint64_t bytes() const = 0;       // of all that is stored
     virtual ValueView value(size_t segment, uint32_t row, HostServices &services) const = 0;
+
+    // Whether the bytes that value points at stay in place as long as the table; else until the next value is asked
+    // for.
+    virtual bool keeps_bytes_in_place() const { return true; }
+    virtual ValueCounts counts() const = 0;
 
     // Null: no kernel serves this encoding yet, and the column is left to the caller.
     virtual const KernelFamily *kernels() const { return nullptr; }
@@ -56,11 +69,18 @@ struct Encoding {
 
 PayloadBytes payload_bytes(const Encoding &encoding);
 
-// The one place where a column's encoding is chosen.
-std::unique_ptr<Encoding> choose_encoding(ColumnStage &&stage, uint32_t segment_rows);
+// A column doesn't fit into the encoding that was asked for.
+struct CannotEncode : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// The one place where a column's encoding is chosen. The column's name is for CannotEncode.
+std::unique_ptr<Encoding> choose_encoding(ColumnStage &&stage, const std::string &column, uint32_t segment_rows);
 
 // For choose_encoding: one maker for each encoding.
 std::unique_ptr<Encoding> make_dict_encoding(ColumnStage &&stage, uint32_t segment_rows);
+std::unique_ptr<Encoding> make_fixed_encoding(ColumnStage &&stage, const LaneValues &values, uint32_t segment_rows);
+std::unique_ptr<Encoding> make_dynp_encoding(ColumnStage &&stage, const LaneValues &values, uint32_t segment_rows);
 std::unique_ptr<Encoding> make_plain_encoding(ColumnStage &&stage, uint32_t segment_rows);
 
 }  // namespace qvk

@@ -20,6 +20,8 @@ bool find(void *handle, const char *name, Pointer &pointer) {
 bool find_all(void *handle, KernelLibrary &library) {
     return find(handle, "kdzk_dispatch_table", library.dispatch_table)
            && find(handle, "kdzk_lbiwvor_dydi", library.or_words)
+           && find(handle, "kdzk_lbiwvand_dydi", library.and_words)
+           && find(handle, "kdzk_lbiwvandnot_dydi", library.andnot_words)
            && find(handle, "kdzk_lbiwv_ictx_ini2_dydi", library.start_ones)
            && find(handle, "kdzk_lbiwvones_dydi", library.next_ones)
            && find(handle, "kdzk_ypak_decode_dydi", library.ypak_decode);

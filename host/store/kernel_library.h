@@ -10,6 +10,8 @@ namespace qvk {
 struct KernelLibrary {
     const kdzk_kernel *dispatch_table = nullptr;
     decltype(&kdzk_lbiwvor_dydi) or_words = nullptr;
+    decltype(&kdzk_lbiwvand_dydi) and_words = nullptr;
+    decltype(&kdzk_lbiwvandnot_dydi) andnot_words = nullptr;
     decltype(&kdzk_lbiwv_ictx_ini2_dydi) start_ones = nullptr;
     decltype(&kdzk_lbiwvones_dydi) next_ones = nullptr;
     kdzk_ypak_decode_fn ypak_decode = nullptr;

@@ -49,9 +49,10 @@ struct PlainEncoding final : Encoding {
     size_t segment_rows;
 
     PlainEncoding(PlainValues &&taken, size_t rows) : values(std::move(taken)), segment_rows(rows) {}
-    std::string_view name() const override { return "plain"; }
+    std::string_view name() const override { return name_of(EncodingKind::plain); }
     uint32_t width_bits() const override { return 0; }
     uint64_t bytes() const override { return values.bytes(); }
+    ValueCounts counts() const override { return {.rows = values.types.size()}; }
     ValueView value(size_t segment, uint32_t row, HostServices &) const override {
         return values.at(segment * segment_rows + row);
     }

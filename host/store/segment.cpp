@@ -27,6 +27,8 @@ void require_sound(const std::vector<uint8_t> &stream, size_t payload_bytes) {
 void Segment::seal(uint32_t rows, uint8_t width_bits) {
     encoding.width = width_bits;
     vector.data = stored.data();
+    vector.lens = lens.data();
+    vector.filter_bv = not_null.empty() ? nullptr : not_null.data();
     vector.enc_ctx = &encoding;
     vector.row_count = rows;
     vector.decomp_len = static_cast<uint32_t>(stored.size());

@@ -11,7 +11,9 @@ namespace qvk {
 
 // The vector points into the segment, so a segment stays in place.
 struct Segment {
-    std::vector<uint8_t> stored;  // the payload with the slack behind it, or its stream with the stream's own slack
+    std::vector<uint8_t> stored;     // the payload with the slack behind it, or its stream with the stream's own slack
+    std::vector<uint8_t> lens;       // length fields with their slack, where the encoding has any
+    std::vector<uint64_t> not_null;  // by row, where the encoding keeps NULLs apart and the column has some
     kdzk_enc_ctx encoding{};
     kdzk_vec vector{};
     void *decompressed = nullptr;          // holder behind decomp_slot, filled and emptied by DecodedPayloads
@@ -22,7 +24,7 @@ struct Segment {
     Segment &operator=(const Segment &) = delete;
     ~Segment() { std::free(decompressed); }
 
-    // Dresses the payload in stored.
+    // Dresses what the segment holds.
     void seal(uint32_t rows, uint8_t width_bits);
     // Puts a stream in the sealed payload's place if that is worth it.
     void compress();
@@ -31,6 +33,8 @@ struct Segment {
     bool is_compressed() const { return (encoding.flags & KDZK_ENC_YPAK) != 0; }
     // With the slack: kernels read there too.
     uint32_t payload_bytes() const { return vector.decomp_len; }
+    uint64_t bytes_besides() const { return lens.size() + not_null.size() * sizeof(uint64_t); }
+    bool is_null(uint32_t row) const { return !not_null.empty() && (not_null[row / 64] >> row % 64 & 1) == 0; }
 };
 
 }  // namespace qvk

@@ -4,19 +4,6 @@
 #include <algorithm>
 
 namespace qvk {
-namespace {
-
-void compress(const Encoding &encoding, DecodedPayloads &decoded) {
-    for (const auto &segment : encoding.segments()) {
-        segment->compress();
-        if (segment->is_compressed()) {
-            decoded.add(*segment);
-        }
-    }
-}
-
-}  // namespace
-
 uint32_t Table::rows_in_segment(size_t segment) const {
     return static_cast<uint32_t>(std::min<uint64_t>(segment_rows, row_count - segment * segment_rows));
 }
@@ -30,13 +17,22 @@ Table TableBuilder::finish(const KernelLibrary *library, const std::vector<std::
                 .services = std::make_unique<HostServices>(library->ypak_decode, options.memory_limit)};
     for (size_t column = 0; column < stages.size(); ++column) {
         const uint64_t source_bytes = stages[column].source_bytes;
-        table.columns.push_back(
-            {names[column], choose_encoding(std::move(stages[column]), options.segment_rows), source_bytes});
-        if (options.compress) {
-            compress(*table.columns.back().encoding, table.services->decoded);
-        }
+        table.columns.push_back({names[column],
+                                 choose_encoding(std::move(stages[column]), names[column], options.segment_rows),
+                                 source_bytes});
     }
     return table;
+}
+
+void compress(Table &table) {
+    for (const Column &column : table.columns) {
+        for (const auto &segment : column.encoding->segments()) {
+            segment->compress();
+            if (segment->is_compressed()) {
+                table.services->decoded.add(*segment);
+            }
+        }
+    }
 }
 
 }  // namespace qvk

@@ -15,7 +15,7 @@ inline constexpr uint64_t kMemoryLimit = 64u << 20;
 // How a table is to be made.
 struct TableOptions {
     uint32_t segment_rows = kSegmentRows;
-    bool compress = false;                 // payloads are stored compressed where that pays
+    bool compress = false;                 // payloads are to be stored compressed where that pays
     uint64_t memory_limit = kMemoryLimit;  // of decoded payloads held at once, in bytes
 };
 
@@ -46,8 +46,11 @@ struct TableBuilder {
 
     explicit TableBuilder(size_t columns) : stages(columns) {}
     void add(size_t column, const ValueView &value) { stages[column].add(value); }
-    // Names by column. The builder is used up.
+    // Names by column. The builder is used up. CannotEncode if an encoding that was wanted can't hold its column.
     Table finish(const KernelLibrary *library, const std::vector<std::string> &names, const TableOptions &options);
 };
+
+// Stores payloads compressed where that pays.
+void compress(Table &table);
 
 }  // namespace qvk

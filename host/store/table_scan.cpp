@@ -29,8 +29,15 @@ void run_kernel(void *argument) {
 
 bool takes_two_keys(uint32_t operation) { return operation >= KDZK_OP_GT_LT && operation <= KDZK_OP_GE_LE; }
 
-// Keys are read at the kernel's key width from the low end, which little-endian order puts first.
-void *key_data(const uint64_t &key) { return const_cast<uint64_t *>(&key); }
+// A key is read at the kernel's key width from the low end, which little-endian order puts first; its length field
+// where the form has lengths; the width of stored rows, beside the source's, where a kernel serves several.
+kdzk_pred operand(const uint64_t &key, const uint8_t &field, const Segment &source) {
+    kdzk_pred made{};
+    made.data = const_cast<uint64_t *>(&key);
+    made.lens = const_cast<uint8_t *>(&field);
+    made.enc_ctx = &source.encoding;
+    return made;
+}
 
 KernelRun prepare(const KernelLibrary &library, const KernelFamily &family, const KernelCall &call,
                   const Segment &source) {
@@ -40,14 +47,22 @@ KernelRun prepare(const KernelLibrary &library, const KernelFamily &family, cons
     run.two_keys = takes_two_keys(call.operation);
     run.source = &source.vector;
     run.destination.row_count = source.vector.row_count;
-    run.lower.data = key_data(call.lower_key);
-    run.upper.data = key_data(call.upper_key);
+    run.lower = operand(call.lower_key, call.lower_field, source);
+    run.upper = operand(call.upper_key, call.upper_field, source);
     return run;
 }
 
 // How many rows a full scan tests in the time in which the selective body visits one selected row. Measured: see
-// host/README.md. It follows the lanes in which a width is compared: of 8, 16 and 32 bits.
-uint32_t rows_for_one_visit(uint32_t width_bits) {
+// host/README.md. It follows the lanes in which rows are compared: for codes of a dictionary 8, 16 or 32 bits. In dynp,
+// most of a visit is the way to the row over all rows before it.
+uint32_t rows_for_one_visit(const KernelFamily &family) {
+    const uint32_t width_bits = family.width_bits;
+    if (family.kernel_class == KDZK_CLASS_FIXED) {
+        return 800 / width_bits;
+    }
+    if (family.kernel_class == KDZK_CLASS_DYNP) {
+        return 120;
+    }
     if (width_bits <= 16 && std::has_single_bit(width_bits)) {
         return 300;
     }
@@ -69,7 +84,7 @@ TableScan::TableScan(const Table &scanned, const std::vector<Predicate> &conjunc
         Encoding *encoding = table.columns[predicate.column].encoding.get();
         ColumnScan scan = encoding->scan_for(predicate);
         nothing = nothing || scan.rows == ColumnScan::Rows::none;
-        if (scan.rows == ColumnScan::Rows::tested) {
+        if (scan.rows != ColumnScan::Rows::none && scan.rows != ColumnScan::Rows::all) {
             tests.push_back({predicate.column, encoding, std::move(scan)});
         }
     }
@@ -84,7 +99,7 @@ TableScan::TableScan(const Table &scanned, const std::vector<Predicate> &conjunc
     }
 }
 
-// The cost of a test for each row that it takes out of the selection.
+// The cost of a test for each row that it takes out of the selection. A test for NULLs costs next to nothing.
 double TableScan::ColumnTest::rank(uint64_t rows) const {
     return static_cast<double>(scan.any_of.size()) / static_cast<double>(rows - scan.hits);
 }
@@ -148,11 +163,24 @@ bool TableScan::enter_segment() {
     return true;
 }
 
-// Narrows the selection by one column's test. Each kernel ANDs the selection so far into its own result, so what is
-// left is to OR the results of the calls.
+// Narrows the selection by one column's test.
 void TableScan::apply(const ColumnTest &test, bool first, uint32_t &hits) {
     Segment &source = *test.encoding->segments()[segment()];
-    const bool selective = hits < source.vector.row_count / rows_for_one_visit(test.encoding->kernels()->width_bits);
+    if (test.scan.rows == ColumnScan::Rows::tested) {
+        apply_kernels(test, source, first, hits);
+        return;
+    }
+    if (first) {
+        std::fill(selected.begin(), selected.end(), ~uint64_t{0});
+    }
+    const auto combine =
+        test.scan.rows == ColumnScan::Rows::nulls ? table.library->andnot_words : table.library->and_words;
+    combine(selected.data(), &hits, source.not_null.data(), selected.data(), source.vector.row_count);
+}
+
+// Each kernel ANDs the selection so far into its own result, so what is left is to OR the results of the calls.
+void TableScan::apply_kernels(const ColumnTest &test, Segment &source, bool first, uint32_t &hits) {
+    const bool selective = hits < source.vector.row_count / rows_for_one_visit(*test.encoding->kernels());
     for (size_t call = 0; call < test.scan.any_of.size(); ++call) {
         KernelRun run = prepare(*table.library, *test.encoding->kernels(), test.scan.any_of[call], source);
         run.destination.res_bv = call == 0 ? united.data() : single.data();

@@ -63,6 +63,7 @@ class TableScan {
     bool enter_segment();
     void put_in_order();
     void apply(const ColumnTest &test, bool first, uint32_t &hits);
+    void apply_kernels(const ColumnTest &test, Segment &source, bool first, uint32_t &hits);
 };
 
 }  // namespace qvk

@@ -49,15 +49,27 @@ TEST(LastRun, TellsWhichBodyRan) {
     EXPECT_EQ(last_run(flights(), "SELECT count(*) FROM f WHERE delay >= 0 AND origin = 'none'"), "");
 }
 
-// More than 256 values have to pay for their dictionary.
-TEST(Choice, WeighsTheDictionaryAgainstTheValues) {
+// More than 256 values have to pay for their dictionary; else the smallest of the others is taken.
+TEST(Choice, TakesWhatPays) {
     Database db;
     ASSERT_EQ(
-        db.run("CREATE TABLE t(once INT, often INT); WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 "
-               "FROM n WHERE i < 2999) INSERT INTO t SELECT i, i % 300 FROM n; CREATE VIRTUAL TABLE q USING qvk(t)"),
+        db.run(
+            "CREATE TABLE t(once INT, often TEXT, far INT, some REAL, code TEXT, long TEXT); WITH RECURSIVE n(i)"
+            "AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 2999) INSERT INTO t SELECT i, 'often ' || (i % 300), "
+            "i * 999, iif(i % 10, i, i / 7.1), 'c' || substr('0000' || i, -4), 'longer ' || i FROM n;"
+            "CREATE VIRTUAL TABLE q USING qvk(t)"),
         "");
-    EXPECT_EQ(db.ask("SELECT encoding, width, distinct_values FROM qvk_stats('q')"), "plain|NULL|NULL\ndict|9|300\n");
-    expect_in(plan_of(db, "SELECT * FROM q WHERE once = 5"), "once plain: left to SQLite");
+    EXPECT_EQ(db.ask("SELECT name, encoding, width, distinct_values, bytes / 3000 FROM qvk_stats('q')"),
+              "once|fixed|16|NULL|4\noften|dict|9|300|7\nfar|fixed|24|NULL|5\nsome|dynp|64|NULL|6\n"
+              "code|fixed|40|NULL|7\nlong|plain|NULL|NULL|23\n");
+    const std::string plan =
+        plan_of(db, "SELECT * FROM q WHERE once = 5 AND far < 7 AND some > 2 AND code IN ('c0007', "
+                    "'c0009') AND long = 'x'");
+    for (const std::string part : {"once fixed 16-bit: kdzk_eq_fixed_16bit", "far fixed 24-bit: kdzk_le_fixed_32bit",
+                                   "some dynp 64-bit: kdzk_ge_dynp_64bit", "code fixed 40-bit: kdzk_eq_fixed_64bit",
+                                   "long plain: left to SQLite"}) {
+        expect_in(plan, part);
+    }
     expect_same_rows(db, "SELECT * FROM $T WHERE once < 700 AND often > 290", "t", "q");
 }
 

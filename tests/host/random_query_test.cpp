@@ -1,87 +1,13 @@
 // Random conjunctions, lists, ranges and joins, answered by a plain table and by the virtual table over it. Values come
 // as literals, parameters, expressions and columns, since SQLite converts each of them in its own way.
 #include "database.h"
+#include "random_queries.h"
 
-#include <gtest/gtest.h>
 #include <iterator>
-#include <random>
 #include <set>
 #include <sstream>
-#include <vector>
 
 namespace {
-
-struct Dice {
-    std::mt19937 generator;
-
-    size_t below(size_t limit) { return std::uniform_int_distribution<size_t>(0, limit - 1)(generator); }
-    const std::string &pick(const std::vector<std::string> &from) { return from[below(from.size())]; }
-};
-
-unsigned seed() {
-    const char *given = std::getenv("QVK_SEED");
-    return given ? static_cast<unsigned>(std::atol(given)) : std::random_device{}();
-}
-
-struct Query {
-    std::string where, parameters;
-    int parameter_count = 0;
-};
-
-// A value as the right-hand side of a comparison; a quarter of them go by parameter.
-std::string operand(Dice &dice, const std::string &literal, Query &query) {
-    if (dice.below(4) > 0) {
-        return literal;
-    }
-    query.parameters += (query.parameters.empty() ? "" : ", ") + literal;
-    return "?" + std::to_string(++query.parameter_count);
-}
-
-std::string list(Dice &dice, const std::vector<std::string> &values, Query &query) {
-    std::string text = operand(dice, dice.pick(values), query);
-    for (size_t more = dice.below(6); more > 0; --more) {
-        text += ", " + operand(dice, dice.pick(values), query);
-    }
-    return "(" + text + ")";
-}
-
-std::string term(Dice &dice, const std::string &column, const std::vector<std::string> &values, Query &query) {
-    static const std::vector<std::string> kOperators = {" = ",  " <> ", " < ",  " <= ",    " > ",
-                                                        " >= ", " = ",  " IS ", " IS NOT "};
-    switch (dice.below(8)) {
-    case 0:
-        return column + (dice.below(2) ? " IN " : " NOT IN ") + list(dice, values, query);
-    case 1:
-        return column + " BETWEEN " + operand(dice, dice.pick(values), query) + " AND "
-               + operand(dice, dice.pick(values), query);
-    case 2:
-        return column + (dice.below(2) ? " IS NULL" : " IS NOT NULL");
-    }
-    return column + dice.pick(kOperators) + operand(dice, dice.pick(values), query);
-}
-
-using Columns = std::vector<std::pair<std::string, std::vector<std::string>>>;
-
-Query random_query(Dice &dice, const Columns &columns, size_t fewest_terms, bool with_or) {
-    Query query;
-    for (size_t terms = fewest_terms + dice.below(3); terms > 0; --terms) {
-        const auto &[column, values] = columns[dice.below(columns.size())];
-        const std::string text = term(dice, column, values, query);
-        query.where += query.where.empty() ? text : (with_or && dice.below(6) == 0 ? " OR " : " AND ") + text;
-    }
-    if (query.where.find(" OR ") != query.where.npos) {
-        query.where += " ORDER BY $T.rowid";  // SQLite may answer the sides one after the other
-    }
-    return query;
-}
-
-// A run prints its seed when it fails; the same seed in QVK_SEED repeats it.
-class RandomQueries : public testing::Test {
-  protected:
-    const unsigned used = seed();
-    const testing::ScopedTrace trace{__FILE__, __LINE__, "QVK_SEED=" + std::to_string(used)};
-    Dice dice{std::mt19937(used)};
-};
 
 // By turns the table as it is, and its compressed twin with a memory limit that it exceeds.
 std::string twin_of(const std::string &table, int round) { return table + (round % 2 ? "_compressed" : ""); }

@@ -60,13 +60,14 @@ TEST(CodeRuns, CoverEqualRanksAndLeaveNullOut) {
         for (const int64_t value : values) {
             predicate.values.emplace_back(integer(value));
         }
-        return qvk::runs_of(dictionary, predicate);
+        return qvk::runs_of(predicate, dictionary.codes(),
+                            [&](const qvk::Value &value) { return dictionary.locate(value); });
     };
     using Runs = std::vector<qvk::CodeRun>;
     EXPECT_EQ(runs(qvk::Predicate::Kind::any_of, {1}), (Runs{{1, 2}}));
     EXPECT_EQ(runs(qvk::Predicate::Kind::any_of, {7, 1, 2, 3, 7}), (Runs{{1, 3}, {5, 5}}));
     EXPECT_EQ(runs(qvk::Predicate::Kind::none_of, {2}), (Runs{{1, 2}, {4, 5}}));
-    EXPECT_EQ(runs(qvk::Predicate::Kind::is_null, {}), (Runs{{0, 0}}));
+    EXPECT_EQ(runs(qvk::Predicate::Kind::not_null, {}), (Runs{{1, 5}}));
     EXPECT_EQ(runs(qvk::Predicate::Kind::any_of, {}), Runs{});
 }
 

@@ -1,0 +1,31 @@
+// What encodings with kernels have in common: rows are kept as codes, so predicates become comparisons of codes.
+#pragma once
+
+#include "encoding.h"
+
+namespace qvk {
+
+struct CodedEncoding : Encoding {
+    KernelFamily family;
+    std::vector<std::unique_ptr<Segment>> parts;
+
+    const KernelFamily *kernels() const final { return &family; }
+    std::span<const std::unique_ptr<Segment>> segments() const final { return parts; }
+    ColumnScan scan_for(const Predicate &predicate) const final;
+    ColumnScan typical_scan(const Predicate &predicate) const final;
+
+  protected:
+    virtual CodeRange codes() const = 0;  // of values, the lowest and the highest among them
+    virtual CodeRange locate(const Value &value) const = 0;
+    virtual uint64_t rows_in(const CodeRun &run) const = 0;  // exactly or about
+    virtual KernelCall call_for(const CodeTest &test) const = 0;
+    // For a column with NULLs and others: how to find the ones or the others.
+    virtual ColumnScan null_test(bool nulls) const = 0;
+
+  private:
+    ColumnScan scan_for_nulls(bool nulls) const;
+    ColumnScan scan_for_runs(const Predicate &predicate, const std::vector<CodeRun> &runs,
+                             const CodeRange &values) const;
+};
+
+}  // namespace qvk
