@@ -211,9 +211,9 @@ typedef struct kdzk_vec {
  * widths, no alignment needed. Exactly that many bytes are read, once. A key above the column's largest code is a fault
  * of the host at packed widths.
  *
- * Keys of fixed and dynp kernels are big-endian byte strings as long as the lane, 1, 2, 4 or 8 bytes, with zeros behind
- * the row's own bytes. A tz key has its length field besides, one byte behind lens: its own length in bytes less one.
- */
+ * Keys of fixed and dynp kernels are big-endian byte strings as long as the lane, 1, 2, 4 or 8 bytes, with zeros
+ * behind the row's own bytes. A tz key has its length field besides, one byte behind lens: its length in bytes less
+ * one. */
 typedef struct kdzk_vec kdzk_pred;
 
 /* Host services and the state of one call. A main predicate or set body accepts a null context as long as the source
@@ -277,26 +277,28 @@ typedef union kdzk_kernel {
  *            when the source is decompressed; KDZK_RAN_SELECTIVE in a selective call.
  * Result     row r's bit is set if its value passes the operator, its bit in filter_bv is set (where there is one) and
  *            its bit in sel_bv is set (where there is one). Bits at and above rows are zero, but see 1 bit.
- * fixed      Rows are big-endian byte strings of one length, compared as numbers at the high end of a lane of 8, 16, 32
- * or 64 bits, zeros behind them: of 1, 2, 3 or 4, and 5 to 8 bytes. At 32 and 64 bits width of the first key's enc_ctx
- * tells the length in bits; in the main bodies of the tz kernels width of the source's does, and hosts set both. A
- * key's bytes behind the row's length have to be zeros. Kept on purpose where they aren't: rows behind the last whole
- * block (of 32 rows at 32 bits, 16 at 64, with tz half as many) take them for zeros, but in eq and ne at 32 bits; all
- * others compare them. dynp       Rows of 1 to 2, 4 or 8 bytes without the zero bytes behind, end to end; lens tells
- * their lengths. Two rows that differ in the number of zeros that they kept are equal. At 64 bits a length field above
- * 7 isn't valid: in whole blocks its group of two rows takes 16 bytes and counts as zeros, anywhere else it is a fault.
- * tz         fixed, dynp: values that tie compare by their length fields, so that AB comes before AB 00. At 8 bits rows
- *            have one length and lens is read nowhere. A key's field beyond a row's largest is a fault in whole blocks;
- *            rows that are tested one by one compare it whole.
+ * fixed      Rows are big-endian byte strings of one length, compared as numbers at the high end of a lane of 8, 16,
+ *            32 or 64 bits, zeros behind them: of 1, 2, 3 or 4, and 5 to 8 bytes. At 32 and 64 bits, width of the
+ *            first key's enc_ctx tells the length in bits; in the main bodies of tz kernels, width of the source's
+ *            does; hosts set both. A key's bytes behind the row's length have to be zeros. Kept on purpose where they
+ *            aren't: rows behind the last whole block (of 32 rows at 32 bits and 16 at 64, with tz half as many) take
+ *            them for zeros, but in eq and ne at 32 bits; all other rows compare them.
+ * dynp       Rows of 1 to 2, 4 or 8 bytes without the zero bytes behind them, end to end; lens tells their lengths.
+ *            Two rows that differ in the number of zeros that they kept are equal. At 64 bits a length field above 7
+ *            isn't valid: in whole blocks its group of two rows takes 16 bytes and counts as zeros, anywhere else it
+ *            is a fault.
+ * tz         fixed, dynp: values that tie compare by their length fields, so that AB comes before AB 00. At 8 bits
+ *            rows have one length, and lens is read nowhere. A key's field beyond a row's largest is a fault in whole
+ *            blocks; rows that are tested one by one compare it whole.
  * 1 bit      dict kernels of 1 bit decide on the key in full scans and differ in three ways, kept on purpose. Where the
  *            result is the codes' complement, bits at and above rows in its last word are ones before the masks are
  *            applied. In the null form filter_bv isn't read. A key above 1 counts as 1, but in a range, which then hits
  *            nothing, and for plain ne, where it counts as 0; selective calls compare with it.
  * Overlap    res_bv must not overlap the payload, filter_bv or sel_bv.
  * Slack      dict: KDZK_DICT_SLACK_BYTES; fixed: KDZK_FIXED_SLACK_BYTES; dynp: KDZK_DYNP_SLACK_BYTES. Where codes or
- * rows fill lanes of 8, 16, 32 and 64 bits none: such a payload isn't read past its last row. Returns    KDZK_STATUS_OK
- * if hit_count isn't 0, else KDZK_STATUS_NO_HIT. Fails      only when the source's stream can't be decoded: see
- * host_raise_internal_error. */
+ *            rows fill lanes of 8, 16, 32 or 64 bits none: such a payload isn't read past its last row.
+ * Returns    KDZK_STATUS_OK if hit_count isn't 0, else KDZK_STATUS_NO_HIT.
+ * Fails      only when the source's stream can't be decoded: see host_raise_internal_error. */
 
 #define KDZK_TABLE_SLOTS 8192
 #define KDZK_CONSTANT_COUNT 12
