@@ -13,3 +13,6 @@ void register_predicates(const WorkingSet &set);
 
 // What calls of predicate kernels cost apart from their blocks.
 void register_small_predicate_calls();
+
+// Unpacking, sets, and symbols by list and of unpacked codes.
+void register_decoding();

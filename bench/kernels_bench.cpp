@@ -36,6 +36,7 @@ int main(int argc, char **argv) {
         register_predicates(set);
     }
     register_small_predicate_calls();
+    register_decoding();
     for (const uint32_t one_in : {100u, 10u, 2u})
         register_iteration(one_in);
     RateTable table;

@@ -300,6 +300,31 @@ typedef union kdzk_kernel {
  * Returns    KDZK_STATUS_OK if hit_count isn't 0, else KDZK_STATUS_NO_HIT.
  * Fails      only when the source's stream can't be decoded: see host_raise_internal_error. */
 
+/* What the decode and set kernels do, over dictionary codes of 1 to 20, 24 and 32 bits. Payloads have the slack of
+ * predicate kernels; rows times width stay below 2^32 bits where codes are packed.
+ *
+ * decode         the symbols of the rows in row_list, in its order: their addresses (u64) in data of dst, their lengths
+ *                in bytes (u16) in lens, KDZK_ROW_VALUE or, for an empty one, KDZK_ROW_EMPTY in row_flags. Lengths are
+ *                taken modulo 2^16. hit_count becomes row_list_len; row_pos the list's last entry, or stays with none.
+ *                Where all symbols have length 0, data and the payload aren't touched. Addresses of symbols of one
+ *                length are sym_data plus code times length modulo 2^32. The context's sel_bv isn't read.
+ * decode_symbol  the same of row_count codes that are integers already, as decode_unpack writes them, in data of src;
+ *                never compressed. Lengths of 64 KiB and more become 65535 in each eight rows from the first on, and
+ *                are taken modulo 2^16 in the rest: kept on purpose. row_pos stays.
+ * decode_unpack  codes as integers in the machine's byte order, without gaps, in data of dst: of 8 bits for widths up
+ *                to 8, 16 up to 16, else 32, or of 32 whatever the width where wide_codes says so. Without sel_bv and
+ *                row_list all rows from row_pos on; without sel_bv the listed rows; neither looks at the capacity, and
+ *                row_pos becomes the last row written. With sel_bv the selected rows from row_pos on, as long as there
+ *                is room for row_count of dst elements; nothing is stored behind that room, but something may be in
+ *                what is left of it. row_pos becomes the last row dealt with: the next call starts one higher. Kept on
+ *                purpose: with no room at all it stays in the walk by words and goes down by one in the other.
+ * set            row r's bit is set if bit c of the operand's res_bv is, c being the row's code, and its bit in sel_bv
+ *                is (where there is one). row_count of src counts, and filter_bv isn't read, in either body. Of the
+ *                set, the words of codes that occur are read, and up to 6 bits the first one. Result words, count,
+ *                status and overlap as for predicates; the mark is KDZK_RAN_SELECTIVE_SET.
+ * Returns        decode, decode_symbol: KDZK_STATUS_OK, or KDZK_STATUS_REFUSED for a dict_kind other than 0 and 1, and
+ *                then nothing is touched. decode_unpack: KDZK_STATUS_OK, or KDZK_STATUS_NO_HIT with no element. */
+
 #define KDZK_TABLE_SLOTS 8192
 #define KDZK_CONSTANT_COUNT 12
 

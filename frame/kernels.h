@@ -21,6 +21,11 @@
 #define KDZK_FIXED_KERNELS(EACH, form) \
     EACH(fixed, 8, form) EACH(fixed, 16, form) EACH(fixed, 32, form) EACH(fixed, 64, form)
 #define KDZK_DYNP_KERNELS(EACH, form) EACH(dynp, 16, form) EACH(dynp, 32, form) EACH(dynp, 64, form)
+// EACH(width), for the codes that are decoded and tested against sets. By the elements that codes are unpacked into.
+#define KDZK_DECODE_TO_8(EACH) EACH(1) EACH(2) EACH(3) EACH(4) EACH(5) EACH(6) EACH(7) EACH(8)
+#define KDZK_DECODE_TO_16(EACH) EACH(9) EACH(10) EACH(11) EACH(12) EACH(13) EACH(14) EACH(15) EACH(16)
+#define KDZK_DECODE_TO_32(EACH) EACH(17) EACH(18) EACH(19) EACH(20) EACH(24) EACH(32)
+#define KDZK_DECODE_WIDTHS(EACH) KDZK_DECODE_TO_8(EACH) KDZK_DECODE_TO_16(EACH) KDZK_DECODE_TO_32(EACH)
 // clang-format on
 
 #define KDZK_DICT_KERNELS(EACH, form)                                                                                  \
@@ -93,9 +98,18 @@
 #define KDZK_DEFINE_PREDICATES(cls, width, form, Encoding)                                                             \
     KDZK_OPERATORS(KDZK_DEFINE_ONE_KEY, KDZK_DEFINE_RANGE, cls, width, form, Encoding)
 
+#define KDZK_VEC_PARAMETERS (kdzk_vec * dst, const kdzk_vec *src, kdzk_exec_ctx *ctx)
+#define KDZK_DECLARE_DECODE(width)                                                                                     \
+    uint64_t KDZK_KERNEL(decode, dict, width, plain) KDZK_VEC_PARAMETERS;                                              \
+    uint64_t KDZK_KERNEL(decode_unpack, dict, width, plain) KDZK_VEC_PARAMETERS;                                       \
+    uint64_t KDZK_KERNEL(decode_symbol, dict, width, plain) KDZK_VEC_PARAMETERS;                                       \
+    uint64_t KDZK_KERNEL(set, dict, width, plain) KDZK_ONE_KEY_PARAMETERS;                                             \
+    uint64_t KDZK_SELECTIVE(set, dict, width, plain) KDZK_ONE_KEY_PARAMETERS;
+
 extern "C" {
 
 KDZK_PREDICATE_KERNELS(KDZK_DECLARE_PREDICATES)
+KDZK_DECODE_WIDTHS(KDZK_DECLARE_DECODE)
 
 // Behind all sum and distinct slots: touches nothing and returns 0.
 uint64_t kdzk_stub(kdzk_vec *dst, const kdzk_vec *src, kdzk_exec_ctx *ctx);

@@ -41,17 +41,26 @@ template <uint32_t kRows, typename Block, typename Test, uint32_t... gather>
     return result;
 }
 
+// A test gives the results of sixteen rows at a time, one byte lane a row, or those of a whole block.
+template <uint32_t kRows, typename Block, typename Test>
+[[gnu::always_inline]] inline BlockResult<kRows> scan_block(const Block &block, const Test &test) {
+    if constexpr (requires { test.whole_block(block); })
+        return {{test.whole_block(block)}};
+    else
+        return scan_gathers<kRows>(block, test,
+                                   std::make_integer_sequence<uint32_t, (kRows + kRowsGathered - 1) / kRowsGathered>());
+}
+
 // Scans whole blocks from the start of rows and result; returns the hits. The loop has no branch but its own. Its
 // prefetches run past the payload's end, which does no harm.
 template <typename Reader, typename Test>
 [[gnu::always_inline]] inline uint32_t scan_blocks(Reader &rows, uint64_t *res_bv, uint32_t blocks, const Test &test) {
-    using Gathers = std::make_integer_sequence<uint32_t, (Reader::kBlockRows + kRowsGathered - 1) / kRowsGathered>;
     uint8_t *result = reinterpret_cast<uint8_t *>(res_bv);
     uint32_t count = 0;
     for (; blocks > 0; --blocks) {
         for (uint32_t line = 0; line < Reader::kBlockBytes; line += kCacheLineBytes)
             prefetch(rows.position() + kPrefetchBytes + line);
-        const auto block = scan_gathers<Reader::kBlockRows>(rows.take_block(), test, Gathers());
+        const auto block = scan_block<Reader::kBlockRows>(rows.take_block(), test);
         for (const auto word : block.words)
             count += ones_in(word);
         store(result, block);
@@ -62,15 +71,15 @@ template <typename Reader, typename Test>
 
 // Tests the rows from done on and adds their bits to words that were cleared; returns the hits. Bits gather in a
 // register, so that neighbouring rows don't wait for each other's stores.
-template <Operator op, Form form, typename Reader>
+template <typename Reader, typename RowTest>
 [[gnu::always_inline]] inline uint32_t scan_tail(Reader &rows, uint64_t *res_bv, uint32_t done, uint32_t row_count,
-                                                 Keys<typename Reader::Value> keys) {
+                                                 RowTest passes_row) {
     uint32_t count = 0;
     for (uint32_t row = done; row < row_count;) {
         const uint32_t word_index = row / kWordBits;
         uint64_t word = 0;
         do {
-            word |= uint64_t{passes<op, form>(rows.value_at(row), keys)} << row % kWordBits;
+            word |= uint64_t{passes_row(rows.value_at(row))} << row % kWordBits;
         } while (++row < row_count && row % kWordBits != 0);
         or_word(res_bv, word_index, word);
         count += ones_in(word);
@@ -102,7 +111,7 @@ requires BlockReader<Reader>
         count = scan_blocks(rows, res_bv, blocks, test);
         clear_rows_from(res_bv, done, row_count);
     }
-    return count + scan_tail<op, form>(rows, res_bv, done, row_count, tail_keys<op, Reader>(keys));
+    return count + scan_tail(rows, res_bv, done, row_count, row_test<op, form>(tail_keys<op, Reader>(keys)));
 }
 
 // The whole of a kernel but for its name: `selective` is its named selective body. Inlined into the function that
@@ -121,7 +130,7 @@ template <typename Encoding, Operator op, auto selective>
         });
     if (count == 0)
         return store_count(dst, 0);
-    return mask_and_store_count(dst, src->filter_bv, ctx, count);
+    return mask_and_store_count(dst, dst->row_count, src->filter_bv, ctx, count);
 }
 
 }  // namespace kdzk

@@ -67,6 +67,12 @@ constexpr bool passes(Key value, Keys<Key> keys) {
     return is_value & above & below;
 }
 
+// The same as something to call.
+template <Operator op, Form form, typename Key>
+constexpr auto row_test(Keys<Key> keys) {
+    return [keys](Key value) { return passes<op, form>(value, keys); };
+}
+
 // A run of values, bounds included, or none.
 template <typename Key>
 struct ClosedRange {

@@ -62,11 +62,11 @@ constexpr int codes_per_load(int width, int load_bytes = kLoadBytes) {
     return codes;
 }
 
-// How a block of eight vectors is cut out of the payload. Vectors whose constants agree share them, so that a constant
-// takes one register.
-template <int kWidth>
+// How a block of eight vectors is cut out of the payload, into the smallest lanes or larger ones. Vectors whose
+// constants agree share them, so that a constant takes one register.
+template <int kWidth, int kBitsOfLane = lane_bits(kWidth)>
 struct Plan {
-    static constexpr int kLaneBits = lane_bits(kWidth), kLaneBytes = kLaneBits / 8;
+    static constexpr int kLaneBits = kBitsOfLane, kLaneBytes = kLaneBits / 8;
     static constexpr int kLanes = kLoadBytes / kLaneBytes;
     static constexpr int kVectors = kBlockVectors;
     static constexpr int kBlockRows = kVectors * kLanes, kBlockBytes = kBlockRows * kWidth / 8;
@@ -126,6 +126,14 @@ struct Plan {
         return same;
     }
     static constexpr int kPlaceSets = places_of(1) == 1 ? 2 : 1;
+
+    // The bytes of a load that hold codes.
+    static constexpr int kBytesUsed = [] {
+        int most = 0;
+        for (int vector = 0; vector < kVectors; ++vector)
+            most = std::max(most, last_byte(kWidth, first_code(vector) + kLanes - 1) + 1 - load_at(vector));
+        return most;
+    }();
 
     static constexpr int bytes_read_behind_block() { return load_at(kVectors - 1) + kLoadBytes - kBlockBytes; }
 };

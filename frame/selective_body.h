@@ -18,19 +18,18 @@ inline void mark_ran(kdzk_exec_ctx *ctx, uint32_t flag) {
 }
 
 // Returns 1 on a hit. The row's bit is ORed in either way: an OR of nothing is cheaper than a mispredicted branch.
-template <Operator op, Form form, typename Reader>
-[[gnu::always_inline]] inline uint32_t test_row(Reader &rows, uint64_t *res_bv, uint32_t row,
-                                                Keys<typename Reader::Value> keys) {
-    const bool hit = passes<op, form>(rows.value_at(row), keys);
+template <typename Reader, typename RowTest>
+[[gnu::always_inline]] inline uint32_t test_row(Reader &rows, uint64_t *res_bv, uint32_t row, RowTest passes_row) {
+    const bool hit = passes_row(rows.value_at(row));
     or_bit(res_bv, row, hit);
     return hit;
 }
 
 // Tests the selected rows and adds their bits to words that were cleared; returns the hits.
-template <Operator op, Form form, typename Reader>
+template <typename Reader, typename RowTest>
 requires RowReader<Reader>
 [[gnu::always_inline]] inline uint32_t test_selected(Reader rows, uint64_t *res_bv, const uint64_t *sel_bv,
-                                                     uint32_t row_count, Keys<typename Reader::Value> keys) {
+                                                     uint32_t row_count, RowTest passes_row) {
     kdzk_lbiv_ictx selected;
     kdzk_lbiv_ictx_ini2_dydi(&selected, sel_bv, row_count, 0, 0);
     uint32_t batch[kRowsAtATime], count = 0;
@@ -38,10 +37,10 @@ requires RowReader<Reader>
     while ((fetched = kdzk_lbiwvones_dydi(&selected, batch, kRowsAtATime)) == kRowsAtATime) {
 #pragma GCC unroll 8
         for (const uint32_t row : batch)
-            count += test_row<op, form>(rows, res_bv, row, keys);
+            count += test_row(rows, res_bv, row, passes_row);
     }
     for (uint32_t i = 0; i < fetched; ++i)
-        count += test_row<op, form>(rows, res_bv, batch[i], keys);
+        count += test_row(rows, res_bv, batch[i], passes_row);
     return count;
 }
 
@@ -56,7 +55,7 @@ template <typename Encoding, Operator op>
     clear_rows_from(res_bv, 0, row_count);
     uint32_t count = Encoding::template with_rows<Body::selective>(
         Source{payload, src, lower}, [&](auto rows) __attribute__((always_inline)) {
-            return test_selected<op, Encoding::kForm>(rows, res_bv, ctx->sel_bv, row_count, keys);
+            return test_selected(rows, res_bv, ctx->sel_bv, row_count, row_test<op, Encoding::kForm>(keys));
         });
     keep_rows_in(src->filter_bv, res_bv, &count, row_count);
     return store_count(dst, count);

@@ -11,20 +11,13 @@
 #include <utility>
 
 #include "frame/packing.h"
+#include "frame/row_fetch.h"
 #include "predicates/range_test.h"
-#include "predicates/row_fetch.h"
 
 namespace kdzk {
 
-// Whether codes of a width are integers of whole bytes.
-constexpr bool fills_elements(int width) { return width >= 8 && std::has_single_bit(unsigned(width)); }
-
-// The key of a width as hosts lay it down: elements have their own size, every other width has 32 bits.
 template <int kWidth>
-using DictKey = UnsignedOf<fills_elements(kWidth) ? kWidth : 32>;
-
-template <int kWidth>
-inline constexpr DictKey<kWidth> kLargestCode = DictKey<kWidth>(~uint64_t{0} >> (64 - kWidth));
+inline constexpr DictCode<kWidth> kLargestCode = DictCode<kWidth>(~uint64_t{0} >> (64 - kWidth));
 
 // How packed codes come into lanes: by the plan.
 template <int kWidth>
@@ -68,26 +61,18 @@ struct PackedLanes {
     // Two byte lanes are multiplied as one of 16 bits: no code is wide enough to carry over. (A key above the largest
     // code may; what block rows answer then isn't promised.)
     template <bool ordered, int set>
-    static Lanes<kBits> value_lanes(DictKey<kWidth> value) {
+    static Lanes<kBits> value_lanes(DictCode<kWidth> value) {
         constexpr int factor_bits = kBits == 8 ? 16 : kBits;
         const auto factors = load_lanes<factor_bits>(kPlaces<set>.data());
         return seen_as<kBits>(times(spread(UnsignedOf<factor_bits>(value)), factors));
     }
 };
 
-template <int kWidth>
-DictKey<kWidth> fetch_dict_code(const uint8_t *payload, uint32_t row) {
-    if constexpr (fills_elements(kWidth))
-        return fetch_element<DictKey<kWidth>>(payload, row);
-    else
-        return fetch_code<kWidth>(payload, row);
-}
-
 template <int kWidth, Form form>
 struct Dict {
-    using Key = DictKey<kWidth>;
+    using Key = DictCode<kWidth>;
     using InLanes = std::conditional_t<fills_elements(kWidth), ElementLanes<kWidth>, PackedLanes<kWidth>>;
-    using Rows = EvenRows<InLanes, kLargestCode<kWidth>, form, fetch_dict_code<kWidth>>;
+    using Rows = EvenRows<InLanes, kLargestCode<kWidth>, form, fetch_code<kWidth>>;
 
     static constexpr KernelClass kClass = KernelClass::dict;
     static constexpr uint8_t kWidthBits = kWidth;

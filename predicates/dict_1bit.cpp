@@ -14,7 +14,7 @@ void copy_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
         store_lanes(result + at, bits_reversed(load_lanes<8>(payload + at)));
     clear_rows_from(res_bv, done, rows);
     Dict<1, Form::plain>::Rows codes = {payload};
-    scan_tail<Operator::ne, Form::plain>(codes, res_bv, done, rows, {0, 0});
+    scan_tail(codes, res_bv, done, rows, [](uint32_t code) { return code != 0; });
 }
 
 uint32_t fill_with_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {

@@ -37,12 +37,13 @@ requires(Encoding::kKeysDecide) [[gnu::always_inline]] inline uint64_t
     const uint8_t *payload = payload_of<kernel_id<Encoding>(op)>(src, ctx);
     const BitResult decision = bit_result<op, Encoding::kForm>(read_keys<Encoding, op>(lower, upper));
     const uint32_t count = fill_bit_result(decision, payload, dst->res_bv, dst->row_count);
-    return mask_and_store_count(dst, Encoding::kForm == Form::null ? nullptr : src->filter_bv, ctx, count);
+    return mask_and_store_count(dst, dst->row_count, Encoding::kForm == Form::null ? nullptr : src->filter_bv, ctx,
+                                count);
 }
 
 template <Form form>
 struct Dict<1, form> {
-    using Key = DictKey<1>;
+    using Key = DictCode<1>;
     static constexpr KernelClass kClass = KernelClass::dict;
     static constexpr uint8_t kWidthBits = 1;
     static constexpr Form kForm = form;

@@ -7,7 +7,6 @@
 // which looks at the source's.
 #pragma once
 
-#include "predicates/row_fetch.h"
 #include "predicates/trailing_zeros.h"
 
 namespace kdzk {

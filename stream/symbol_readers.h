@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "bitvec/bits.h"
-#include "frame/packing.h"
+#include "frame/code_window.h"
 
 namespace kdzk {
 
@@ -26,30 +26,6 @@ struct SymbolTable {
     const uint8_t *symbols;
     const uint8_t *lengths;
 };
-
-template <int kWidth>
-constexpr uint64_t kCodeMask = (1u << kWidth) - 1;
-
-// How a block's codes are cut: an eight-byte load, taken as one number, serves as many codes as lie within it whole.
-// Byte shuffles into lanes would take more instructions a code, since each code has to leave its vector again.
-template <int kWidth>
-struct CodeWindow {
-    static constexpr int kCodes = codes_per_load(kWidth, sizeof(uint64_t));
-
-    static constexpr int load_at(int code) { return first_byte(kWidth, code / kCodes * kCodes); }
-    // Bits of the load behind the code.
-    static constexpr int shift(int code) { return 8 * (load_at(code) + 8) - (code + 1) * kWidth; }
-    // Codes of no bits are all 0, and a shift by the whole window isn't defined.
-    static uint64_t cut(uint64_t window, int code) {
-        return kWidth == 0 ? 0 : window >> shift(code) & kCodeMask<kWidth>;
-    }
-
-    // A block's last load ends within the 32 codes that follow every block.
-    static_assert(kWidth == 0 || load_at(kBlockCodes - 1) + 8 <= 2 * int(kBlockCodes) * kWidth / 8);
-};
-static_assert(CodeWindow<3>::kCodes == 16 && CodeWindow<8>::kCodes == 8 && CodeWindow<10>::kCodes == 4);
-static_assert(CodeWindow<9>::load_at(7) == 4 && CodeWindow<9>::shift(0) == 55 && CodeWindow<9>::shift(4) == 51);
-static_assert(CodeWindow<10>::load_at(31) == 35 && CodeWindow<10>::shift(31) == 24);
 
 inline uint8_t *write_word(SymbolTable table, uint64_t code, uint8_t *output) {
     store(output, load<uint64_t>(table.symbols + kSymbolBytes * code));
@@ -69,15 +45,12 @@ inline uint8_t *write_symbol(SymbolTable table, uint64_t code, uint8_t *output) 
 // Returns the end of the output, as the next one does.
 template <int kWidth>
 uint8_t *ypak_read_codes_blocks(const uint8_t *codes, uint32_t blocks, SymbolTable table, uint8_t *output) {
-    using Window = CodeWindow<kWidth>;
+    // A block's last load ends within the 32 codes that follow every block.
+    static_assert(CodeWindow<kWidth>::bytes_read_behind(kBlockCodes) <= int(kBlockCodes) * kWidth / 8 || kWidth == 0);
     for (; blocks != 0; --blocks) {
-#pragma GCC unroll 32
-        for (int first = 0; first < int(kBlockCodes); first += Window::kCodes) {
-            const uint64_t window = load_be<uint64_t>(codes + Window::load_at(first));
-#pragma GCC unroll 32
-            for (int code = first; code < first + Window::kCodes; ++code)
-                output = write_word(table, Window::cut(window, code), output);
-        }
+        // By windows: cut by byte shuffles in lanes, each code would have to leave its vector again.
+        CodeWindow<kWidth>::template for_each<kBlockCodes>(
+            codes, [&](uint64_t code) __attribute__((always_inline)) { output = write_word(table, code, output); });
         codes += kBlockCodes * kWidth / 8;
     }
     return output;
@@ -96,7 +69,7 @@ uint8_t *ypak_read_codes_tail(const uint8_t *codes, uint32_t code_count, SymbolT
     uint32_t offset = 0;
     for (; code_count != 0; --code_count) {
         const uint32_t window = load_be<uint16_t>(codes);
-        output = write_symbol(table, window >> (16 - kWidth - offset) & kCodeMask<kWidth>, output);
+        output = write_symbol(table, window >> (16 - kWidth - offset) & CodeWindow<kWidth>::kMask, output);
         offset += kWidth;
         codes += offset / 8;
         offset %= 8;

@@ -15,13 +15,15 @@ namespace support {
 
 inline bool is_live(uint32_t slot) { return kdzk_dispatch_table[slot].invalid != kdzk_dispatch_table[0].invalid; }
 
-inline std::vector<reference::Kernel> live_predicates() {
-    std::vector<reference::Kernel> live;
-    for (const reference::Kernel &kernel : reference::all_kernels())
-        if (is_predicate(kernel) && is_live(slot_of(kernel)))
-            live.push_back(kernel);
+inline std::vector<reference::Kernel> live_kernels(uint32_t first_operation, uint32_t last_operation) {
+    std::vector<reference::Kernel> live = reference::all_kernels();
+    std::erase_if(live, [=](const reference::Kernel &kernel) {
+        return kernel.operation < first_operation || kernel.operation > last_operation || !is_live(slot_of(kernel));
+    });
     return live;
 }
+
+inline std::vector<reference::Kernel> live_predicates() { return live_kernels(KDZK_OP_EQ, KDZK_OP_GE_LE); }
 
 inline std::vector<reference::Kernel> live_dict_predicates() {
     std::vector<reference::Kernel> live = live_predicates();
@@ -89,7 +91,8 @@ struct GuardedPredicateCall : PredicateCall {
         std::copy(written, written + bytes, reinterpret_cast<uint8_t *>(words.data()));
         ASSERT_EQ(words, expected.words);
         ASSERT_TRUE(result.unchanged_but(written, bytes));
-        ASSERT_EQ(context.flags, is_selective() ? flags | KDZK_RAN_SELECTIVE : flags);
+        const uint32_t mark = kernel.operation == KDZK_OP_SET ? KDZK_RAN_SELECTIVE_SET : KDZK_RAN_SELECTIVE;
+        ASSERT_EQ(context.flags, is_selective() ? flags | mark : flags);
     }
 
     std::string scene() const {

@@ -27,7 +27,13 @@ constexpr Entry entry(KernelId id, kdzk_vec_fn kernel) { return {id, {.vec = ker
     entry({KernelClass::cls, width, Operation::op, Form::form}, KDZK_KERNEL(op, cls, width, form)),
 #define KDZK_PREDICATE_ENTRIES(cls, width, form) KDZK_OPERATORS(KDZK_ENTRY, KDZK_ENTRY, cls, width, form)
 
-constexpr Entry kKernels[] = {KDZK_PREDICATE_KERNELS(KDZK_PREDICATE_ENTRIES)};
+#define KDZK_DECODE_ENTRIES(width)                                                                                     \
+    KDZK_ENTRY(decode, dict, width, plain)                                                                             \
+    KDZK_ENTRY(decode_unpack, dict, width, plain)                                                                      \
+    KDZK_ENTRY(decode_symbol, dict, width, plain)                                                                      \
+    KDZK_ENTRY(set, dict, width, plain)
+
+constexpr Entry kKernels[] = {KDZK_PREDICATE_KERNELS(KDZK_PREDICATE_ENTRIES) KDZK_DECODE_WIDTHS(KDZK_DECODE_ENTRIES)};
 
 // Calls visit(entry) for every live slot. The stubs follow a rule: dict has sum and distinct up to 32 bits, fixed has
 // sum at its lanes' widths.

@@ -42,6 +42,17 @@ Lanes<kBits> load_lanes(const void *at) {
     return {_mm_loadu_si128(static_cast<const __m128i *>(at))};
 }
 
+// Eight bytes in the low half, zeros in the high one.
+template <int kBits>
+Lanes<kBits> load_low_half(const void *at) {
+    return {_mm_loadl_epi64(static_cast<const __m128i *>(at))};
+}
+
+template <int kBits>
+void store_low_half(void *at, Lanes<kBits> lanes) {
+    _mm_storel_epi64(static_cast<__m128i *>(at), lanes.raw);
+}
+
 template <int kBits>
 void store_lanes(void *at, Lanes<kBits> lanes) {
     _mm_storeu_si128(static_cast<__m128i *>(at), lanes.raw);
@@ -113,6 +124,9 @@ inline Lanes<16> greater(Lanes<16> a, Lanes<16> b) { return {_mm_cmpgt_epi16(a.r
 inline Lanes<32> greater(Lanes<32> a, Lanes<32> b) { return {_mm_cmpgt_epi32(a.raw, b.raw)}; }
 inline Lanes<64> greater(Lanes<64> a, Lanes<64> b) { return {_mm_cmpgt_epi64(a.raw, b.raw)}; }
 
+// a + b, wrapping.
+inline Lanes<64> plus(Lanes<64> a, Lanes<64> b) { return {_mm_add_epi64(a.raw, b.raw)}; }
+
 // a - b, wrapping.
 inline Lanes<8> minus(Lanes<8> a, Lanes<8> b) { return {_mm_sub_epi8(a.raw, b.raw)}; }
 inline Lanes<16> minus(Lanes<16> a, Lanes<16> b) { return {_mm_sub_epi16(a.raw, b.raw)}; }
@@ -122,6 +136,47 @@ inline Lanes<64> minus(Lanes<64> a, Lanes<64> b) { return {_mm_sub_epi64(a.raw, 
 // a * b, the low half.
 inline Lanes<16> times(Lanes<16> a, Lanes<16> b) { return {_mm_mullo_epi16(a.raw, b.raw)}; }
 inline Lanes<32> times(Lanes<32> a, Lanes<32> b) { return {_mm_mullo_epi32(a.raw, b.raw)}; }
+
+// The high half of a * b, unsigned.
+inline Lanes<16> times_high(Lanes<16> a, Lanes<16> b) { return {_mm_mulhi_epu16(a.raw, b.raw)}; }
+
+// Each lane shifted towards its low end, zeros coming in.
+template <int kCount>
+Lanes<16> shifted_down(Lanes<16> a) {
+    return {_mm_srli_epi16(a.raw, kCount)};
+}
+template <int kCount>
+Lanes<32> shifted_down(Lanes<32> a) {
+    return {_mm_srli_epi32(a.raw, kCount)};
+}
+
+// Two vectors of numbers in one, a's lanes first, each lane half as wide. Every number fits, as an unsigned one.
+inline Lanes<8> narrow_numbers(Lanes<16> a, Lanes<16> b) { return {_mm_packus_epi16(a.raw, b.raw)}; }
+inline Lanes<16> narrow_numbers(Lanes<32> a, Lanes<32> b) { return {_mm_packus_epi32(a.raw, b.raw)}; }
+
+// The lanes of the low or the high half, each twice as wide, zeros on top.
+inline Lanes<16> widen_low(Lanes<8> a) { return {_mm_unpacklo_epi8(a.raw, _mm_setzero_si128())}; }
+inline Lanes<16> widen_high(Lanes<8> a) { return {_mm_unpackhi_epi8(a.raw, _mm_setzero_si128())}; }
+inline Lanes<32> widen_low(Lanes<16> a) { return {_mm_unpacklo_epi16(a.raw, _mm_setzero_si128())}; }
+inline Lanes<32> widen_high(Lanes<16> a) { return {_mm_unpackhi_epi16(a.raw, _mm_setzero_si128())}; }
+inline Lanes<64> widen_low(Lanes<32> a) { return {_mm_unpacklo_epi32(a.raw, _mm_setzero_si128())}; }
+inline Lanes<64> widen_high(Lanes<32> a) { return {_mm_unpackhi_epi32(a.raw, _mm_setzero_si128())}; }
+
+// The low half of a, then that of b.
+inline Lanes<32> low_halves(Lanes<32> a, Lanes<32> b) { return {_mm_unpacklo_epi64(a.raw, b.raw)}; }
+
+// Lanes 0 and 2, or 1 and 3, of a, then those of b.
+inline Lanes<32> even_lanes(Lanes<32> a, Lanes<32> b) {
+    return {_mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), 0x88))};
+}
+inline Lanes<32> odd_lanes(Lanes<32> a, Lanes<32> b) {
+    return {_mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), 0xDD))};
+}
+
+// Each lane's bytes in the opposite order.
+inline Lanes<32> bytes_swapped(Lanes<32> a) {
+    return {_mm_shuffle_epi8(a.raw, _mm_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3))};
+}
 
 // Two vectors of comparison results in one, a's lanes first, each lane half as wide.
 inline Lanes<8> narrow(Lanes<16> a, Lanes<16> b) { return {_mm_packs_epi16(a.raw, b.raw)}; }

@@ -1,0 +1,96 @@
+// symbols.h: from codes to the dictionary's symbols: where each begins, how long it is, and whether it is empty. A
+// dictionary's symbols have one length, or lie between offsets in a table.
+#pragma once
+
+#include "bitvec/bits.h"
+#include "frame/platform.h"
+
+namespace kdzk {
+
+enum class DictKind : uint32_t { one_length = 0, offsets = 1 };
+
+// The three arrays that a host gives to be filled, entry by entry.
+struct SymbolRows {
+    uint8_t *addresses, *lengths, *flags;  // of 64, 16 and 16 bits an entry
+
+    explicit SymbolRows(const kdzk_vec *dst)
+        : addresses(static_cast<uint8_t *>(dst->data)),
+          lengths(static_cast<uint8_t *>(dst->lens)),
+          flags(reinterpret_cast<uint8_t *>(dst->row_flags)) {}
+
+    void set_address(uint64_t at, uint64_t address) const { store(addresses + 8 * at, address); }
+    void set_length(uint64_t at, uint16_t length) const { store(lengths + 2 * at, length); }
+    void set_flag(uint64_t at, uint16_t flag) const { store(flags + 2 * at, flag); }
+
+    // All values are empty: their addresses stay as they are.
+    void set_all_empty(uint32_t count) const {
+        memset(lengths, 0, 2 * uint64_t{count});
+        for (uint32_t at = 0; at < count; ++at)
+            set_flag(at, KDZK_ROW_EMPTY);
+    }
+};
+
+// Symbols of one length.
+struct EvenSymbols {
+    uint64_t first;
+    uint32_t length;
+
+    explicit EvenSymbols(const kdzk_enc_ctx *encoding)
+        : first(encoding->sym_data), length(load_be<uint16_t>(encoding->sym_len_be)) {}
+
+    // The product is taken in 32 bits.
+    uint64_t address(uint32_t code) const { return first + uint32_t(code * length); }
+};
+
+// Symbols between offsets.
+struct OffsetSymbols {
+    uint64_t first;
+    const uint8_t *offsets;
+
+    explicit OffsetSymbols(const kdzk_enc_ctx *encoding)
+        : first(encoding->sym_data), offsets(static_cast<const uint8_t *>(encoding->sym_off_be)) {}
+
+    // Where a code's symbol begins, and where the next one's does.
+    struct Span {
+        uint32_t start, end;
+    };
+    Span span(uint32_t code) const {
+        const uint64_t both = load_be<uint64_t>(offsets + 4 * uint64_t{code});
+        return {uint32_t(both >> 32), uint32_t(both)};
+    }
+};
+
+// One entry. Of symbols of 64 KiB and more, the length's low 16 bits are taken.
+inline void decode_code(const EvenSymbols &symbols, const SymbolRows &out, uint32_t code, uint64_t at) {
+    out.set_address(at, symbols.address(code));
+    out.set_length(at, uint16_t(symbols.length));
+    out.set_flag(at, KDZK_ROW_VALUE);
+}
+
+inline void decode_code(const OffsetSymbols &symbols, const SymbolRows &out, uint32_t code, uint64_t at) {
+    const auto [start, end] = symbols.span(code);
+    const uint16_t length = uint16_t(end - start);
+    out.set_address(at, symbols.first + start);
+    out.set_length(at, length);
+    out.set_flag(at, length == 0 ? KDZK_ROW_EMPTY : KDZK_ROW_VALUE);
+}
+
+// Without a length there is nothing to point at, and no code has to be read.
+inline bool are_all_empty(const EvenSymbols &symbols) { return symbols.length == 0; }
+inline bool are_all_empty(const OffsetSymbols &) { return false; }
+
+// Calls visit with the symbols of the source's dictionary. A kind that isn't known is refused, and nothing is touched.
+template <typename Visit>
+[[gnu::always_inline]] inline uint64_t with_symbols(const kdzk_enc_ctx *encoding, Visit visit) {
+    switch (DictKind(encoding->dict_kind)) {
+    case DictKind::one_length:
+        visit(EvenSymbols(encoding));
+        return KDZK_STATUS_OK;
+    case DictKind::offsets:
+        visit(OffsetSymbols(encoding));
+        return KDZK_STATUS_OK;
+    }
+    return KDZK_STATUS_REFUSED;
+}
+
+}  // namespace kdzk

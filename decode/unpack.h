@@ -1,0 +1,293 @@
+// unpack.h: packed codes to arrays of plain integers, of all rows, of those in a list, or of those in a selection. A
+// selection fills the output up to its capacity and tells where it stopped, so that hosts take it in slices.
+//
+// All rows go in blocks of vectors. A selection goes by its bits: eight rows, or four where elements have 32 bits, are
+// brought into lanes whether they are wanted or not, those that are wanted move to the front by a shuffle from a table,
+// and all of them are stored; the output moves on by those that count. A block is begun only if the output has room for
+// more than all its rows, so that nothing is stored behind its end.
+#pragma once
+
+#include "decode/codes.h"
+#include "frame/payload.h"
+
+namespace kdzk {
+
+// The rows of a block: the least in the table of widths that is a whole number of vectors and of selection words.
+template <int kWidth>
+inline constexpr uint32_t kUnpackBlockRows = kWidth == 8 || (kWidth < 8 && std::has_single_bit(unsigned(kWidth))) ? 128
+                                             : CodesOf<kWidth>::kBits == 32                                       ? 32
+                                             : kWidth > 10 && kWidth != 12 && kWidth != 16                        ? 32
+                                                                                                                  : 64;
+// Eight rows begin with a byte whatever the width is.
+inline constexpr uint32_t kUnpackAlignment = 8;
+
+// For each selection of so many rows, the byte shuffle that moves the wanted ones' elements to the front.
+template <int kLaneBytes, int kElementBytes, int kRows>
+constexpr auto lane_compress() {
+    constexpr size_t elements_bytes = size_t(kRows * kElementBytes);
+    std::array<std::array<uint8_t, elements_bytes>, size_t{1} << kRows> controls{};
+    for (size_t wanted = 0; wanted < controls.size(); ++wanted) {
+        controls[wanted].fill(0x80);
+        size_t at = 0;
+        for (int row = 0; row < kRows; ++row)
+            for (int byte = 0; byte < kElementBytes && (wanted >> row & 1) != 0; ++byte)
+                controls[wanted][at++] = uint8_t(row * kLaneBytes + byte);
+    }
+    return controls;
+}
+inline constexpr auto kdzk_lane_compress = lane_compress<4, 4, 4>();
+template <int kLaneBytes, int kElementBytes>
+inline constexpr auto kEightLaneCompress = lane_compress<kLaneBytes, kElementBytes, 8>();
+static_assert(kdzk_lane_compress[0b1010]
+              == std::array<uint8_t, 16>{4, 5, 6, 7, 12, 13, 14, 15, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80});
+
+// Stores all lanes as elements; returns where the next one belongs.
+template <typename Element, int kBits>
+uint8_t *store_elements(uint8_t *out, Lanes<kBits> codes) {
+    if constexpr (kBits == 8 * sizeof(Element)) {
+        store_lanes(out, codes);
+        return out + kVectorBytes;
+    } else {
+        out = store_elements<Element>(out, widen_low(codes));
+        return store_elements<Element>(out, widen_high(codes));
+    }
+}
+
+// Stores the wanted ones of four rows' elements at the front, and something behind them.
+inline uint8_t *store_wanted_of_four(uint8_t *out, Lanes<32> codes, uint32_t wanted) {
+    const auto control = load_lanes<8>(kdzk_lane_compress[wanted].data());
+    store_lanes(out, pick_bytes<32>(seen_as<8>(codes), control));
+    return out + sizeof(uint32_t) * ones_in(wanted);
+}
+
+// The same of eight rows, in lanes of 8 or 16 bits, the low half if that is all they take.
+template <typename Element, int kBits>
+uint8_t *store_wanted_of_eight(uint8_t *out, Lanes<kBits> codes, uint32_t wanted) {
+    if constexpr (sizeof(Element) == 4) {
+        if constexpr (kBits == 8) {
+            return store_wanted_of_eight<Element>(out, widen_low(codes), wanted);
+        } else {
+            out = store_wanted_of_four(out, widen_low(codes), wanted & 15);
+            return store_wanted_of_four(out, widen_high(codes), wanted >> 4);
+        }
+    } else {
+        const auto &control = kEightLaneCompress<kBits / 8, sizeof(Element)>[wanted];
+        if constexpr (sizeof(Element) == 1)
+            store_low_half(out, pick_bytes<8>(seen_as<8>(codes), load_low_half<8>(control.data())));
+        else
+            store_lanes(out, pick_bytes<16>(seen_as<8>(codes), load_lanes<8>(control.data())));
+        return out + sizeof(Element) * ones_in(wanted);
+    }
+}
+
+template <int kWidth, typename Element>
+struct Unpack {
+    using Codes = CodesOf<kWidth>;
+    static constexpr uint32_t kBlockRows = kUnpackBlockRows<kWidth>, kBlockBytes = kBlockRows * kWidth / 8;
+    static constexpr int kSelectionRows = 32, kWords = int(kBlockRows) / kSelectionRows;
+    // A step writes whole vectors of elements.
+    static constexpr int kVectorsAStep = Codes::kBits > 8 * sizeof(Element) ? 2 : 1;
+    static constexpr int kStepsOfWord = kSelectionRows / (Codes::kRows * kVectorsAStep);
+    static constexpr uint32_t kBatchRows = 256, kRowsAhead = 10;
+
+    const uint8_t *payload;
+    const uint64_t *sel_bv;
+    uint8_t *out, *end;  // end isn't looked at where there is no selection
+    uint32_t row, rows;  // the next one to look at, and how many there are
+
+    static uint8_t *write_row(const uint8_t *payload, uint8_t *to, uint32_t wanted) {
+        store(to, Element(fetch_code<kWidth>(payload, wanted)));
+        return to + sizeof(Element);
+    }
+
+    uint32_t blocks_left() const { return row < rows ? (rows - row) / kBlockRows : 0; }
+    const uint8_t *block() const { return payload + uint64_t{row} * kWidth / 8; }
+    uint32_t next_aligned() const {
+        const uint32_t aligned = (row + kUnpackAlignment - 1) / kUnpackAlignment * kUnpackAlignment;
+        return aligned < rows ? aligned : rows;
+    }
+
+    [[gnu::always_inline]] static void prefetch_block(const uint8_t *block) {
+        for (uint32_t line = 0; line < kBlockBytes; line += kCacheLineBytes)
+            prefetch(block + kPrefetchBytes + line);
+    }
+
+    void write_rows_to(uint32_t last) {
+        const uint8_t *from = payload;
+        uint8_t *to = out;
+        uint32_t next = row;
+        while (next < last)
+            to = write_row(from, to, next++);
+        out = to;
+        row = next;
+    }
+
+    // Blocks take where they write to and give back where they ended: stores of bytes might change any member, so what
+    // is counted on in a loop has to be a variable.
+    template <int first, int... step>
+    [[gnu::always_inline]] static uint8_t *write_steps(const uint8_t *at, uint8_t *to,
+                                                       std::integer_sequence<int, step...>) {
+        ((to = write_vectors<first + step>(at, to)), ...);
+        return to;
+    }
+    // A vector of codes, or two that make one of elements.
+    template <int step>
+    [[gnu::always_inline]] static uint8_t *write_vectors(const uint8_t *at, uint8_t *to) {
+        if constexpr (kVectorsAStep == 2)
+            return store_elements<Element>(
+                to, narrow_numbers(Codes::template codes<2 * step>(at), Codes::template codes<2 * step + 1>(at)));
+        else
+            return store_elements<Element>(to, Codes::template codes<step>(at));
+    }
+
+    void write_all() {
+        write_rows_to(next_aligned());
+        const uint8_t *at = block();
+        uint8_t *to = out;
+        const uint32_t blocks = blocks_left();
+        for (uint32_t left = blocks; left > 0; --left) {
+            prefetch_block(at);
+            to = write_steps<0>(at, to, std::make_integer_sequence<int, kStepsOfWord * kWords>());
+            at += kBlockBytes;
+        }
+        out = to;
+        row += blocks * kBlockRows;
+        write_rows_to(rows);
+    }
+
+    void write_list(const uint32_t *list, uint32_t length) {
+        uint8_t *to = out;
+        for (uint32_t i = 0; i < length; ++i)
+            to = write_row(payload, to, list[i]);
+        out = to;
+    }
+
+    void write_selected_rows_to(uint32_t last) {
+        for (; row < last && out != end; ++row)
+            if (bit_at(sel_bv, row))
+                out = write_row(payload, out, row);
+    }
+
+    template <int eight>
+    [[gnu::always_inline]] static uint8_t *write_wanted_of_eight(const uint8_t *at, uint8_t *to, uint32_t wanted) {
+        if constexpr (Codes::kBits == 32) {
+            to = store_wanted_of_four(to, Codes::template codes<2 * eight>(at), wanted & 15);
+            return store_wanted_of_four(to, Codes::template codes<2 * eight + 1>(at), wanted >> 4);
+        } else if constexpr (Codes::kBits == 16) {
+            return store_wanted_of_eight<Element>(to, Codes::template codes<eight>(at), wanted);
+        } else {
+            return store_wanted_of_eight<Element>(to, load_low_half<8>(at + 8 * eight), wanted);
+        }
+    }
+    // Selections are often all ones, nearly all zeros or clustered: a word of either kind is dealt with as a whole.
+    template <int word>
+    [[gnu::always_inline]] static uint8_t *write_selected_word(const uint8_t *at, uint8_t *to, uint32_t wanted) {
+        if (wanted == 0)
+            return to;
+        if (wanted == ~uint32_t{0})
+            return write_steps<word * kStepsOfWord>(at, to, std::make_integer_sequence<int, kStepsOfWord>());
+        if (std::has_single_bit(wanted))
+            return write_row(at, to, uint32_t(kSelectionRows * word + std::countr_zero(wanted)));
+        to = write_wanted_of_eight<4 * word>(at, to, wanted & 0xFF);
+        to = write_wanted_of_eight<4 * word + 1>(at, to, wanted >> 8 & 0xFF);
+        to = write_wanted_of_eight<4 * word + 2>(at, to, wanted >> 16 & 0xFF);
+        return write_wanted_of_eight<4 * word + 3>(at, to, wanted >> 24);
+    }
+    template <int... word>
+    [[gnu::always_inline]] static uint8_t *write_selected_block(const uint8_t *at, uint8_t *to,
+                                                                const uint8_t *selection,
+                                                                std::integer_sequence<int, word...>) {
+        prefetch_block(at);
+        ((to = write_selected_word<word>(at, to, load<uint32_t>(selection + word * 4))), ...);
+        return to;
+    }
+
+    // Stops where the output is full.
+    void write_selected_by_words() {
+        write_selected_rows_to(next_aligned());
+        const uint8_t *at = block(), *selection = reinterpret_cast<const uint8_t *>(sel_bv) + row / 8;
+        uint8_t *to = out;
+        const uint32_t blocks = blocks_left();
+        uint32_t left = blocks;
+        for (; left > 0 && end - to > ptrdiff_t(kBlockRows * sizeof(Element)); --left) {
+            to = write_selected_block(at, to, selection, std::make_integer_sequence<int, kWords>());
+            at += kBlockBytes;
+            selection += kBlockRows / 8;
+        }
+        out = to;
+        row += (blocks - left) * kBlockRows;
+        write_selected_rows_to(rows);
+    }
+
+    // Leaves row behind the last one that was dealt with.
+    void write_selected_by_iterator() {
+        if (row >= rows) {  // the walk would read a word of the selection all the same
+            row = out != end ? rows : row;
+            return;
+        }
+        kdzk_lbiv_ictx walk;
+        kdzk_lbiv_ictx_ini2_dydi(&walk, sel_bv, rows, 0, row);
+        uint32_t batch[kBatchRows + kRowsAhead];
+        while (out != end) {
+            const uint64_t found = kdzk_lbiwvones_dydi(&walk, batch, kBatchRows);
+            const uint64_t room = uint64_t(end - out) / sizeof(Element), taken = found < room ? found : room;
+            for (uint64_t i = 0; i < kRowsAhead; ++i)
+                batch[found + i] = 0;
+            uint8_t *to = out;
+            for (uint64_t i = 0; i < taken; ++i) {
+                prefetch(payload + uint64_t{batch[i + kRowsAhead]} * kWidth / 8);
+                to = write_row(payload, to, batch[i]);
+            }
+            out = to;
+            row = taken > 0 ? batch[taken - 1] + 1 : row;
+            if (found == kBatchRows)
+                continue;
+            row = out != end ? rows : row;
+            return;
+        }
+    }
+};
+
+// Stores what hosts are told: how many elements there are, and the last row that was dealt with.
+inline uint64_t store_unpacked(kdzk_vec *dst, kdzk_exec_ctx *ctx, uint32_t count, uint32_t last_row) {
+    dst->hit_count = count;
+    ctx->row_pos = last_row;
+    return count == 0 ? KDZK_STATUS_NO_HIT : KDZK_STATUS_OK;
+}
+
+template <int kWidth, typename Element>
+uint64_t unpack(kdzk_vec *dst, const kdzk_vec *src, kdzk_exec_ctx *ctx, const uint8_t *payload) {
+    uint8_t *const out = static_cast<uint8_t *>(dst->data);
+    const uint32_t start = ctx->row_pos;
+    Unpack<kWidth, Element> work{payload, ctx->sel_bv, out, out, start, src->row_count};
+    if (!ctx->sel_bv && !ctx->row_list) {
+        work.write_all();
+        store_unpacked(dst, ctx, src->row_count - start, src->row_count - 1);
+        return start < src->row_count ? KDZK_STATUS_OK : KDZK_STATUS_NO_HIT;
+    }
+    if (!ctx->sel_bv) {
+        const uint32_t length = ctx->row_list_len;
+        work.write_list(ctx->row_list, length);
+        return store_unpacked(dst, ctx, length, length == 0 ? start : ctx->row_list[length - 1]);
+    }
+    work.end = out + uint64_t{dst->row_count} * sizeof(Element);
+    if (ctx->selective)
+        work.write_selected_by_iterator();
+    else
+        work.write_selected_by_words();
+    // Kept on purpose: without any room, the walk by words leaves the position alone, the other one takes it down.
+    const bool stays = dst->row_count == 0 && !ctx->selective;
+    return store_unpacked(dst, ctx, uint32_t(uint64_t(work.out - out) / sizeof(Element)), stays ? start : work.row - 1);
+}
+
+template <int kWidth>
+uint64_t decode_unpack(kdzk_vec *dst, const kdzk_vec *src, kdzk_exec_ctx *ctx) {
+    constexpr KernelId id = {KernelClass::dict, kWidth, Operation::decode_unpack, Form::plain};
+    const uint8_t *payload = payload_of<id>(src, ctx);
+    if constexpr (kWidth <= 16)
+        if (ctx->wide_codes == 0)
+            return unpack<kWidth, UnsignedOf<(kWidth <= 8 ? 8 : 16)>>(dst, src, ctx, payload);
+    return unpack<kWidth, uint32_t>(dst, src, ctx, payload);
+}
+
+}  // namespace kdzk
