@@ -6,6 +6,9 @@
 namespace qvk {
 namespace {
 
+// In bytes; well below SQLite's limit, unless that was lowered.
+constexpr size_t kLongestPattern = 1000;
+
 // The values that the right-hand side may stand for in a comparison. One if certain.
 struct Readings {
     std::vector<Value> values;
@@ -58,6 +61,18 @@ Predicate of_kind(uint32_t column, Predicate::Kind kind) {
     return {.column = column, .kind = kind, .values = {}, .lower = {}, .upper = {}};
 }
 
+// Numbers would have to be turned into texts first. SQLite looks at whatever passes again, by its own functions.
+std::function<bool(const Value &)> pattern_test(Operation operation, std::string pattern) {
+    return [operation, pattern = std::move(pattern)](const Value &value) {
+        if (value.type != Type::text) {
+            return true;
+        }
+        return (operation == Operation::glob ? sqlite3_strglob(pattern.c_str(), value.bytes.c_str())
+                                             : sqlite3_strlike(pattern.c_str(), value.bytes.c_str(), 0))
+               == 0;
+    };
+}
+
 Predicate compared_to(const Constraint &constraint, Value value) {
     const uint32_t column = constraint.column;
     Predicate range = of_kind(column, Predicate::Kind::between);
@@ -78,6 +93,9 @@ Predicate compared_to(const Constraint &constraint, Value value) {
         return of_kind(column, Predicate::Kind::is_null);
     case Operation::not_null:
         return of_kind(column, Predicate::Kind::not_null);
+    case Operation::like:
+    case Operation::glob:
+        return of_kind(column, Predicate::Kind::passing);
     case Operation::eq:
     case Operation::is:
     case Operation::in:
@@ -107,6 +125,17 @@ Predicate in_list(const ColumnShape &shape, const Constraint &constraint, sqlite
                     : of_kind(constraint.column, Predicate::Kind::not_null);
 }
 
+Predicate pattern_predicate(const Constraint &constraint, sqlite3_value *value) {
+    Value pattern = text_form(value);
+    // SQLite refuses patterns above a limit, and gets to see one only if there are rows to look at.
+    if (pattern.type != Type::text || pattern.bytes.size() > kLongestPattern) {
+        return of_kind(constraint.column, Predicate::Kind::not_null);
+    }
+    Predicate predicate = of_kind(constraint.column, Predicate::Kind::passing);
+    predicate.passes = pattern_test(constraint.operation, std::move(pattern.bytes));
+    return predicate;
+}
+
 }  // namespace
 
 std::optional<Operation> operation_of(unsigned char sqlite_operation) {
@@ -129,6 +158,10 @@ std::optional<Operation> operation_of(unsigned char sqlite_operation) {
         return Operation::is_null;
     case SQLITE_INDEX_CONSTRAINT_ISNOTNULL:
         return Operation::not_null;
+    case SQLITE_INDEX_CONSTRAINT_LIKE:
+        return Operation::like;
+    case SQLITE_INDEX_CONSTRAINT_GLOB:
+        return Operation::glob;
     }
     return std::nullopt;
 }
@@ -142,6 +175,9 @@ bool surely_exact(const ColumnShape &shape, const Constraint &constraint) {
         return true;
     case Operation::ne:
         return is_numeric(shape) && !shape.has_texts;
+    case Operation::like:
+    case Operation::glob:
+        return false;
     default:
         return is_numeric(shape) || constraint.literal_text;
     }
@@ -159,6 +195,9 @@ Predicate predicate_for(const ColumnShape &shape, const Constraint &constraint, 
         return operation == Operation::is ? of_kind(constraint.column, Predicate::Kind::is_null)
                                           : equal_to(constraint.column, {});
     }
+    if (is_pattern(operation)) {
+        return pattern_predicate(constraint, value);
+    }
     Readings readings = readings_of(shape, constraint, value);
     if (readings.certain) {
         return compared_to(constraint, std::move(readings.values.front()));
@@ -170,8 +209,9 @@ Predicate predicate_for(const ColumnShape &shape, const Constraint &constraint, 
 
 Predicate predicate_shape(const Constraint &constraint) {
     Predicate shape = compared_to(constraint, {});
-    if (constraint.operation == Operation::in) {
-        shape.values.resize(2);
+    if (constraint.operation == Operation::in || is_pattern(constraint.operation)) {
+        shape.kind = Predicate::Kind::any_of;
+        shape.values.resize(is_pattern(constraint.operation) ? kManyValues : 2);
     }
     return shape;
 }

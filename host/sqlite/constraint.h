@@ -11,7 +11,7 @@
 
 namespace qvk {
 
-enum class Operation : uint8_t { eq, ne, lt, le, gt, ge, is, in, is_null, not_null };
+enum class Operation : uint8_t { eq, ne, lt, le, gt, ge, is, in, is_null, not_null, like, glob };
 
 struct Constraint {
     uint32_t column = 0;
@@ -21,13 +21,18 @@ struct Constraint {
 
 std::optional<Operation> operation_of(unsigned char sqlite_operation);
 
+inline bool is_pattern(Operation operation) { return operation == Operation::like || operation == Operation::glob; }
+
 // True if the predicate will be exact whatever the value turns out to be.
 bool surely_exact(const ColumnShape &shape, const Constraint &constraint);
 
 // What the constraint asks for once its right-hand side is known; for a list, value is as xFilter got it.
 Predicate predicate_for(const ColumnShape &shape, const Constraint &constraint, sqlite3_value *value);
 
-// The predicate with its values left open, for a plan.
+// In a plan, for as many as it takes until their number makes no more difference.
+inline constexpr size_t kManyValues = 64;
+
+// The predicate with its values left open, for a plan. A pattern stands for many values.
 Predicate predicate_shape(const Constraint &constraint);
 
 }  // namespace qvk

@@ -24,7 +24,8 @@ extern "C" __attribute__((visibility("default"))) int sqlite3_qvksqlite_init(sql
         const SharedRegistry registry = std::make_shared<qvk::Registry>();
         for (const auto &[name, module] : {std::pair("qvk", &qvk::kTableModule),
                                            {"qvk_stats", &qvk::kStatsModule},
-                                           {"qvk_last_run", &qvk::kLastRunModule}}) {
+                                           {"qvk_last_run", &qvk::kLastRunModule},
+                                           {"qvk_count_by", &qvk::kCountByModule}}) {
             if (sqlite3_create_module_v2(db, name, module, new SharedRegistry(registry), drop_registry) != SQLITE_OK) {
                 throw qvk::SqlError(sqlite3_errmsg(db));
             }

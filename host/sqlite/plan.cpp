@@ -9,7 +9,7 @@ namespace qvk {
 namespace {
 
 // By Operation.
-constexpr char kOperationLetters[] = "=nlLgGsizZ";
+constexpr char kOperationLetters[] = "=nlLgGsizZkb";
 
 std::string write_plan(const Plan &plan) {
     std::string text = "#";
@@ -26,7 +26,7 @@ std::string title(const Column &column) {
            + (width > 0 ? ' ' + std::to_string(width) + "-bit: " : ": ");
 }
 
-std::string kernels_of(const Encoding &encoding, const Predicate &predicate) {
+std::string kernels_of_typical(const Encoding &encoding, const Predicate &predicate) {
     std::string text;
     for (const KernelCall &call : encoding.typical_scan(predicate).any_of) {
         const std::string name = kernel_name(*encoding.kernels(), call.operation, call.form);
@@ -37,15 +37,40 @@ std::string kernels_of(const Encoding &encoding, const Predicate &predicate) {
     return text.empty() ? "no kernel needed" : text;
 }
 
+// A list may be short or long.
+std::string kernels_of(const Encoding &encoding, Predicate predicate) {
+    const std::string few = kernels_of_typical(encoding, predicate);
+    if (predicate.values.size() < 2) {
+        return few;
+    }
+    predicate.values.resize(kManyValues);
+    const std::string many = kernels_of_typical(encoding, predicate);
+    return few == many ? few : few + " or " + many;
+}
+
 bool compares_values(Operation operation) {
-    return operation != Operation::is_null && operation != Operation::not_null;
+    return operation != Operation::is_null && operation != Operation::not_null && !is_pattern(operation);
+}
+
+// Whether a pattern is looked for by SQLite's own function and not one that was put in its place, of which nothing is
+// known.
+bool is_own_pattern(sqlite3 *db, Operation operation) {
+    const std::string name = operation == Operation::like ? "'like'" : "'glob'";
+    try {
+        return !step(db, prepare(db, "SELECT 1 FROM pragma_function_list WHERE name = " + name + " AND NOT builtin"));
+    } catch (const SqlError &) {
+        return false;  // an SQLite that doesn't tell
+    }
 }
 
 // Why a constraint is left to SQLite, or null.
-const char *reason_to_leave(const Column &column, const ColumnShape &shape, Operation operation,
-                            const char *collation) {
+const char *reason_to_leave(const Column &column, const ColumnShape &shape, Operation operation, const char *collation,
+                            sqlite3 *db) {
     if (!column.encoding->kernels()) {
         return "left to SQLite";
+    }
+    if (is_pattern(operation) && (!column.encoding->dictionary() || !is_own_pattern(db, operation))) {
+        return "pattern left to SQLite";
     }
     if (compares_values(operation) && sqlite3_stricmp(collation, "BINARY") != 0) {
         return "collation left to SQLite";
@@ -93,6 +118,9 @@ double selectivity(const ValueCounts &counts, Operation operation) {
     case Operation::gt:
     case Operation::ge:
         return 0.4;
+    case Operation::like:
+    case Operation::glob:
+        return 0.25;
     case Operation::ne:
     case Operation::is_null:
     case Operation::not_null:
@@ -121,7 +149,7 @@ void estimate(const Table &table, const Plan &plan, sqlite3_index_info *info) {
 
 }  // namespace
 
-void choose_plan(const Table &table, const Source &source, sqlite3_index_info *info) {
+void choose_plan(sqlite3 *db, const Table &table, const Source &source, sqlite3_index_info *info) {
     Plan plan;
     LeftOver left_over;
     for (int at = 0; at < info->nConstraint; ++at) {
@@ -133,7 +161,7 @@ void choose_plan(const Table &table, const Source &source, sqlite3_index_info *i
         Constraint constraint{static_cast<uint32_t>(offered.iColumn), *operation, false};
         const Column &column = table.columns[constraint.column];
         const ColumnShape &shape = source.columns[constraint.column];
-        if (const char *reason = reason_to_leave(column, shape, *operation, sqlite3_vtab_collation(info, at))) {
+        if (const char *reason = reason_to_leave(column, shape, *operation, sqlite3_vtab_collation(info, at), db)) {
             left_over.add(column, reason);
             continue;
         }

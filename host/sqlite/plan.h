@@ -12,7 +12,7 @@ namespace qvk {
 using Plan = std::vector<Constraint>;
 
 // Fills in a plan for SQLite's planner.
-void choose_plan(const Table &table, const Source &source, sqlite3_index_info *info);
+void choose_plan(sqlite3 *db, const Table &table, const Source &source, sqlite3_index_info *info);
 
 Plan read_plan(const char *index_string);
 

@@ -1,6 +1,10 @@
 // Table-valued functions that tell about a virtual table: qvk_stats('f'), how its columns are encoded and what that
-// takes, and qvk_last_run('f'), which kernels the last query ran.
+// takes, qvk_last_run('f'), which kernels the last query ran, and qvk_count_by('f', 'column'), how many rows hold each
+// of its values.
+#include "store/code_counts.h"
 #include "virtual_table.h"
+
+#include <algorithm>
 
 namespace qvk {
 namespace {
@@ -8,18 +12,18 @@ namespace {
 // Copies, so that the table may go while a statement still reads.
 using ReportRow = std::vector<Value>;
 
-// One such function. The table's name is its argument, so it stands behind the columns, hidden.
+// One such function. Its arguments, the table's name and perhaps a column's, stand behind the columns, hidden.
 struct Report {
     const char *name, *declaration;
-    int argument_column;
-    std::vector<ReportRow> (*rows)(const VirtualTable &);
+    int argument_column, argument_count;  // the first one's place, and 1 or 2
+    std::vector<ReportRow> (*rows)(const VirtualTable &, const std::string &column);
 };
 
 Value text(const std::string_view bytes) { return Value({Type::text, 0, 0, bytes}); }
 
 Value number(uint64_t integer) { return Value({Type::integer, static_cast<int64_t>(integer), 0, {}}); }
 
-std::vector<ReportRow> stats_of(const VirtualTable &table) {
+std::vector<ReportRow> stats_of(const VirtualTable &table, const std::string &) {
     std::vector<ReportRow> rows;
     for (const Column &column : table.table.columns) {
         const Encoding &encoding = *column.encoding;
@@ -34,7 +38,7 @@ std::vector<ReportRow> stats_of(const VirtualTable &table) {
     return rows;
 }
 
-std::vector<ReportRow> last_run_of(const VirtualTable &table) {
+std::vector<ReportRow> last_run_of(const VirtualTable &table, const std::string &) {
     std::vector<ReportRow> rows;
     for (const KernelRuns::Entry &entry : table.last_run ? table.last_run->entries : std::vector<KernelRuns::Entry>()) {
         const Column &column = table.table.columns[entry.column];
@@ -45,15 +49,41 @@ std::vector<ReportRow> last_run_of(const VirtualTable &table) {
     return rows;
 }
 
+const Encoding &find_column(const VirtualTable &table, const std::string &name) {
+    const std::vector<Column> &columns = table.table.columns;
+    const auto named = std::find_if(columns.begin(), columns.end(), [&](const Column &column) {
+        return sqlite3_stricmp(column.name.c_str(), name.c_str()) == 0;
+    });
+    if (named == columns.end()) {
+        throw SqlError("no such column: " + name);
+    }
+    return *named->encoding;
+}
+
+std::vector<ReportRow> counts_by(const VirtualTable &table, const std::string &column) {
+    const Encoding &encoding = find_column(table, column);
+    if (!encoding.dictionary()) {
+        throw SqlError("column without a dictionary: " + column);
+    }
+    const std::vector<uint64_t> counts = count_codes(table.table, encoding);
+    std::vector<ReportRow> rows;
+    for (size_t code = 0; code < counts.size(); ++code) {
+        rows.push_back({encoding.dictionary()->values[code], number(counts[code])});
+    }
+    return rows;
+}
+
 constexpr Report kStats{
     "qvk_stats",
     "CREATE TABLE t(name TEXT, encoding TEXT, width INT, distinct_values INT, bytes INT, "
     "source_bytes INT, payload_bytes INT, stored_payload_bytes INT, decoded_bytes INT, table_name HIDDEN)",
-    9, stats_of};
+    9, 1, stats_of};
 constexpr Report kLastRun{"qvk_last_run",
                           "CREATE TABLE t(name TEXT, encoding TEXT, kernel TEXT, full_scans INT, selections INT, "
                           "table_name HIDDEN)",
-                          5, last_run_of};
+                          5, 1, last_run_of};
+constexpr Report kCountBy{"qvk_count_by", "CREATE TABLE t(value, count INT, table_name HIDDEN, column_name HIDDEN)", 2,
+                          2, counts_by};
 
 struct ReportTable : sqlite3_vtab {
     sqlite3 *db;
@@ -85,19 +115,22 @@ int disconnect(sqlite3_vtab *table) {
     return SQLITE_OK;
 }
 
-// Without a table's name there is nothing to tell, so a plan without it is refused.
+// Without all arguments there is nothing to tell, so a plan without them is refused.
 int best_index(sqlite3_vtab *table, sqlite3_index_info *info) {
-    const int argument_column = static_cast<ReportTable *>(table)->report->argument_column;
+    const Report &report = *static_cast<ReportTable *>(table)->report;
+    int found = 0;
     for (int at = 0; at < info->nConstraint; ++at) {
         const auto &offered = info->aConstraint[at];
-        if (offered.iColumn == argument_column && offered.op == SQLITE_INDEX_CONSTRAINT_EQ && offered.usable) {
-            info->aConstraintUsage[at].argvIndex = 1;
+        const int argument = offered.iColumn - report.argument_column;
+        const bool is_argument = argument >= 0 && argument < report.argument_count && (found >> argument & 1) == 0;
+        if (is_argument && offered.op == SQLITE_INDEX_CONSTRAINT_EQ && offered.usable) {
+            info->aConstraintUsage[at].argvIndex = argument + 1;
             info->aConstraintUsage[at].omit = 1;
-            info->estimatedCost = 100;
-            return SQLITE_OK;
+            found |= 1 << argument;
         }
     }
-    return SQLITE_CONSTRAINT;
+    info->estimatedCost = 100;
+    return found == (1 << report.argument_count) - 1 ? SQLITE_OK : SQLITE_CONSTRAINT;
 }
 
 int open(sqlite3_vtab *, sqlite3_vtab_cursor **opened) {
@@ -123,12 +156,17 @@ const VirtualTable &find_table(const ReportTable &from, const std::string &text)
     throw SqlError(text + " is not a qvk table");
 }
 
-int filter(sqlite3_vtab_cursor *base, int, const char *, int, sqlite3_value **arguments) {
+std::string text_argument(sqlite3_value *value) {
+    const unsigned char *bytes = sqlite3_value_text(value);
+    return bytes ? reinterpret_cast<const char *>(bytes) : "";
+}
+
+int filter(sqlite3_vtab_cursor *base, int, const char *, int count, sqlite3_value **arguments) {
     return shielded(&base->pVtab->zErrMsg, [&] {
         ReportCursor &cursor = *static_cast<ReportCursor *>(base);
         const ReportTable &table = *static_cast<ReportTable *>(base->pVtab);
-        const char *name = reinterpret_cast<const char *>(sqlite3_value_text(arguments[0]));
-        cursor.rows = table.report->rows(find_table(table, name ? name : ""));
+        const std::string column = count > 1 ? text_argument(arguments[1]) : "";
+        cursor.rows = table.report->rows(find_table(table, text_argument(arguments[0])), column);
         cursor.at = 0;
     });
 }
@@ -178,5 +216,6 @@ sqlite3_module module_of() {
 
 const sqlite3_module kStatsModule = module_of<kStats>();
 const sqlite3_module kLastRunModule = module_of<kLastRun>();
+const sqlite3_module kCountByModule = module_of<kCountBy>();
 
 }  // namespace qvk

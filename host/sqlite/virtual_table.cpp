@@ -60,7 +60,7 @@ int disconnect(sqlite3_vtab *vtab) {
 int best_index(sqlite3_vtab *vtab, sqlite3_index_info *info) {
     return shielded(&vtab->zErrMsg, [&] {
         const VirtualTable &table = *static_cast<VirtualTable *>(vtab);
-        choose_plan(table.table, table.source, info);
+        choose_plan(table.db, table.table, table.source, info);
     });
 }
 

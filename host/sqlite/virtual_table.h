@@ -32,5 +32,6 @@ void give(sqlite3_context *context, const ValueView &value, sqlite3_destructor_t
 extern const sqlite3_module kTableModule;
 extern const sqlite3_module kStatsModule;
 extern const sqlite3_module kLastRunModule;
+extern const sqlite3_module kCountByModule;
 
 }  // namespace qvk

@@ -84,6 +84,7 @@ std::vector<CodeRun> runs_of(const Predicate &predicate, const CodeRange &values
     }
     case Predicate::Kind::between:
         return join({between(predicate, values, locate)}, values);
+    case Predicate::Kind::passing:  // dictionaries look for themselves
     case Predicate::Kind::is_null:
         return {};
     case Predicate::Kind::not_null:
@@ -100,6 +101,16 @@ Locate typical_places(const CodeRange &values) {
     };
 }
 
+std::vector<uint64_t> set_of(const std::vector<CodeRun> &runs, Code codes_end) {
+    std::vector<uint64_t> set(static_cast<size_t>((codes_end + 63) / 64));
+    for (const CodeRun &run : runs) {
+        for (Code code = run.first; code <= run.last; ++code) {
+            set[static_cast<size_t>(code / 64)] |= uint64_t{1} << static_cast<uint32_t>(code % 64);
+        }
+    }
+    return set;
+}
+
 Code codes_in(const std::vector<CodeRun> &runs) {
     Code count = 0;
     for (const CodeRun &run : runs) {
@@ -108,9 +119,12 @@ Code codes_in(const std::vector<CodeRun> &runs) {
     return count;
 }
 
-std::vector<CodeTest> tests_for(const std::vector<CodeRun> &runs, const CodeRange &values) {
+std::vector<CodeTest> tests_for(const std::vector<CodeRun> &runs, const CodeRange &values, size_t runs_for_a_set) {
     if (codes_in(runs) == values.end - values.begin - 1) {
         return {{KDZK_OP_NE, missing_code(runs, values), 0}};
+    }
+    if (runs.size() >= runs_for_a_set) {
+        return {{KDZK_OP_SET, 0, 0}};
     }
     std::vector<CodeTest> tests;
     for (const CodeRun &run : runs) {

@@ -32,13 +32,16 @@ Locate typical_places(const CodeRange &values);
 
 Code codes_in(const std::vector<CodeRun> &runs);
 
-// One comparison of codes; upper counts in ranges only.
+// A bit for each code below the end.
+std::vector<uint64_t> set_of(const std::vector<CodeRun> &runs, Code codes_end);
+
+// One comparison of codes; upper counts in ranges only. Or a look into the set of all runs.
 struct CodeTest {
     uint32_t operation;  // KDZK_OP_*
     Code lower, upper;
 };
 
 // As few as possible, of which one has to hit. The runs cover some of the values' codes, not all.
-std::vector<CodeTest> tests_for(const std::vector<CodeRun> &runs, const CodeRange &values);
+std::vector<CodeTest> tests_for(const std::vector<CodeRun> &runs, const CodeRange &values, size_t runs_for_a_set);
 
 }  // namespace qvk

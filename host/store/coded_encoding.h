@@ -5,6 +5,9 @@
 
 namespace qvk {
 
+// How many comparisons take as long as a look into a set. Measured: see host/README.md.
+uint32_t comparisons_of_a_set(const KernelFamily &family);
+
 struct CodedEncoding : Encoding {
     KernelFamily family;
     std::vector<std::unique_ptr<Segment>> parts;
@@ -23,6 +26,7 @@ struct CodedEncoding : Encoding {
     virtual ColumnScan null_test(bool nulls) const = 0;
 
   private:
+    std::vector<CodeRun> runs_for(const Predicate &predicate) const;
     ColumnScan scan_for_nulls(bool nulls) const;
     ColumnScan scan_for_runs(const Predicate &predicate, const std::vector<CodeRun> &runs,
                              const CodeRange &values) const;

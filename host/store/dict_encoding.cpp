@@ -1,7 +1,7 @@
 // Dict: codes of one width into a sorted dictionary.
 //
 // In a column with NULLs, code 0 is NULL. The _null kernels pass over it, so comparisons needn't keep it out; IS NULL
-// and IS NOT NULL are comparisons with 0 by plain kernels.
+// and IS NOT NULL are comparisons with 0 by plain kernels. A set of codes simply hasn't got NULL's.
 #include "code_stream.h"
 #include "coded_encoding.h"
 
@@ -30,7 +30,7 @@ struct DictEncoding final : CodedEncoding {
     uint64_t rows_in(const CodeRun &run) const override { return values.rows_in(run); }
     KernelCall call_for(const CodeTest &test) const override {
         return {.operation = test.operation,
-                .form = values.has_null() ? KDZK_FORM_NULL : KDZK_FORM_PLAIN,
+                .form = values.has_null() && test.operation != KDZK_OP_SET ? KDZK_FORM_NULL : KDZK_FORM_PLAIN,
                 .lower_key = static_cast<uint64_t>(test.lower),
                 .upper_key = static_cast<uint64_t>(test.upper)};
     }

@@ -12,4 +12,19 @@ CodeRange Dictionary::locate(const Value &value) const {
     return {static_cast<Code>(begin - values.begin()), static_cast<Code>(end - values.begin())};
 }
 
+std::vector<CodeRun> Dictionary::runs_passing(const std::function<bool(const Value &)> &passes) const {
+    std::vector<CodeRun> runs;
+    for (Code code = codes().begin; code < codes().end; ++code) {
+        if (!passes(values[static_cast<size_t>(code)])) {
+            continue;
+        }
+        if (!runs.empty() && runs.back().last + 1 == code) {
+            runs.back().last = code;
+        } else {
+            runs.push_back({code, code});
+        }
+    }
+    return runs;
+}
+
 }  // namespace qvk

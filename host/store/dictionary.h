@@ -15,6 +15,7 @@ struct Dictionary {
     bool has_null() const { return !values.empty() && values.front().type == Type::null; }
     CodeRange codes() const { return {has_null() ? 1u : 0u, size()}; }  // of values
     CodeRange locate(const Value &value) const;
+    std::vector<CodeRun> runs_passing(const std::function<bool(const Value &)> &passes) const;
     uint64_t rows() const { return rows_below.back(); }
     uint64_t rows_in(const CodeRun &run) const {
         return rows_below[static_cast<size_t>(run.last) + 1] - rows_below[static_cast<size_t>(run.first)];

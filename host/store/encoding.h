@@ -23,6 +23,7 @@ struct KernelCall {
     uint64_t lower_key = 0;  // the only key of an operation with one
     uint64_t upper_key = 0;
     uint8_t lower_field = 0, upper_field = 0;  // the length fields of keys, for forms with lengths
+    std::vector<uint64_t> set{};               // by code, instead of keys
 };
 
 // A predicate as one encoding answers it. If tested, a row passes if any of the calls hits; the segments tell

@@ -81,8 +81,11 @@ std::string kernel_library_beside_this_code() {
 }
 
 std::string kernel_name(const KernelFamily &family, uint32_t operation, uint32_t form) {
-    static constexpr const char *kOperations[] = {"eq", "lt",    "gt",    "le",    "ge",
-                                                  "ne", "gt_lt", "gt_le", "ge_lt", "ge_le"};
+    // clang-format off
+    static constexpr const char *kOperations[] = {
+        "eq", "lt", "gt", "le", "ge", "ne", "gt_lt", "gt_le", "ge_lt", "ge_le",
+        "decode", "decode_unpack", "decode_symbol", "set"};
+    // clang-format on
     static constexpr const char *kClasses[] = {"fixed", "dict", "dynp", "rle"};
     static constexpr const char *kForms[] = {"", "_null", "_tz", "_cla"};
     return std::string("kdzk_") + kOperations[operation] + "_" + kClasses[family.kernel_class] + "_"

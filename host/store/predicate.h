@@ -5,6 +5,7 @@
 
 #include "value.h"
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -20,12 +21,14 @@ struct Predicate {
         any_of,   // equal to one of values; none at all if there are none
         none_of,  // equal to none of values
         between,  // within the bounds that are there
+        passing,  // one of those that pass; for columns with a dictionary only
         is_null,
         not_null,
     };
     uint32_t column = 0;  // index in the table
     Kind kind = Kind::not_null;
     std::vector<Value> values;
+    std::function<bool(const Value &)> passes{};  // asked once for each different value
     std::optional<Bound> lower, upper;
 };
 

@@ -1,6 +1,8 @@
 // Running the kernels of a conjunction.
 #include "table_scan.h"
 
+#include "coded_encoding.h"
+
 #include <algorithm>
 #include <bit>
 #include <utility>
@@ -48,6 +50,7 @@ KernelRun prepare(const KernelLibrary &library, const KernelFamily &family, cons
     run.source = &source.vector;
     run.destination.row_count = source.vector.row_count;
     run.lower = operand(call.lower_key, call.lower_field, source);
+    run.lower.res_bv = const_cast<uint64_t *>(call.set.data());
     run.upper = operand(call.upper_key, call.upper_field, source);
     return run;
 }
@@ -55,8 +58,11 @@ KernelRun prepare(const KernelLibrary &library, const KernelFamily &family, cons
 // How many rows a full scan tests in the time in which the selective body visits one selected row. Measured: see
 // host/README.md. It follows the lanes in which rows are compared: for codes of a dictionary 8, 16 or 32 bits. In dynp,
 // most of a visit is the way to the row over all rows before it.
-uint32_t rows_for_one_visit(const KernelFamily &family) {
+uint32_t rows_for_one_visit(const KernelFamily &family, uint32_t operation) {
     const uint32_t width_bits = family.width_bits;
+    if (operation == KDZK_OP_SET) {
+        return width_bits <= 6 ? 24 : 5;
+    }
     if (family.kernel_class == KDZK_CLASS_FIXED) {
         return 800 / width_bits;
     }
@@ -101,7 +107,9 @@ TableScan::TableScan(const Table &scanned, const std::vector<Predicate> &conjunc
 
 // The cost of a test for each row that it takes out of the selection. A test for NULLs costs next to nothing.
 double TableScan::ColumnTest::rank(uint64_t rows) const {
-    return static_cast<double>(scan.any_of.size()) / static_cast<double>(rows - scan.hits);
+    const bool is_set = !scan.any_of.empty() && scan.any_of.front().operation == KDZK_OP_SET;
+    const size_t comparisons = is_set ? comparisons_of_a_set(*encoding->kernels()) : scan.any_of.size();
+    return static_cast<double>(comparisons) / static_cast<double>(rows - scan.hits);
 }
 
 // Ascending ranks make the whole the cheapest. A tested column has a row that fails, so no rank is infinite.
@@ -180,7 +188,8 @@ void TableScan::apply(const ColumnTest &test, bool first, uint32_t &hits) {
 
 // Each kernel ANDs the selection so far into its own result, so what is left is to OR the results of the calls.
 void TableScan::apply_kernels(const ColumnTest &test, Segment &source, bool first, uint32_t &hits) {
-    const bool selective = hits < source.vector.row_count / rows_for_one_visit(*test.encoding->kernels());
+    const uint32_t operation = test.scan.any_of.front().operation;
+    const bool selective = hits < source.vector.row_count / rows_for_one_visit(*test.encoding->kernels(), operation);
     for (size_t call = 0; call < test.scan.any_of.size(); ++call) {
         KernelRun run = prepare(*table.library, *test.encoding->kernels(), test.scan.any_of[call], source);
         run.destination.res_bv = call == 0 ? united.data() : single.data();
@@ -189,7 +198,7 @@ void TableScan::apply_kernels(const ColumnTest &test, Segment &source, bool firs
         run.context.selective = selective;
         call_over(source, *table.services, run_kernel, &run);
         KernelRuns::Entry &entry = runs->of(test.column, test.scan.any_of[call]);
-        ++(run.context.flags & KDZK_RAN_SELECTIVE ? entry.selections : entry.full_scans);
+        ++(run.context.flags & (KDZK_RAN_SELECTIVE | KDZK_RAN_SELECTIVE_SET) ? entry.selections : entry.full_scans);
         hits = run.destination.hit_count;
         if (call > 0) {
             table.library->or_words(united.data(), &hits, united.data(), single.data(), source.vector.row_count);

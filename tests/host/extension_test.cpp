@@ -21,6 +21,14 @@ TEST(Plan, NamesKernels) {
     expect_in(plan, "delay dict 10-bit: kdzk_ge_dict_10bit");
 }
 
+TEST(Plan, NamesSetKernels) {
+    expect_in(plan_of(flights(), "SELECT * FROM f WHERE origin IN ('SEA', 'LAX') AND month IN (2, 4)"),
+              "origin dict 8-bit: kdzk_eq_dict_8bit or kdzk_set_dict_8bit; "
+              "month dict 3-bit: kdzk_eq_dict_3bit or kdzk_set_dict_3bit");
+    expect_in(plan_of(flights(), "SELECT * FROM f WHERE state LIKE '%A'"), "state dict 6-bit: kdzk_set_dict_6bit");
+    expect_in(plan_of(flights(), "SELECT * FROM f WHERE origin GLOB '*A*'"), "origin dict 8-bit: kdzk_set_dict_8bit");
+}
+
 TEST(Plan, KeepsTheVirtualTableOutOfAnInnerLoopThatAnIndexServes) {
     const std::string plan = plan_of(flights(), "SELECT count(*) FROM f JOIN airports a ON a.iata = f.origin");
     EXPECT_LT(plan.find("SCAN f"), plan.find("SEARCH a USING")) << plan;
@@ -47,6 +55,35 @@ TEST(LastRun, TellsWhichBodyRan) {
     EXPECT_EQ(last_run(flights(), "SELECT count(*) FROM f WHERE delay >= 0 AND origin <> 'MQT'"),
               "delay|dict|kdzk_ge_dict_10bit|6|0\norigin|dict|kdzk_ne_dict_8bit|6|0\n");
     EXPECT_EQ(last_run(flights(), "SELECT count(*) FROM f WHERE delay >= 0 AND origin = 'none'"), "");
+}
+
+TEST(LastRun, TellsSetKernels) {
+    EXPECT_EQ(last_run(flights(), "SELECT count(*) FROM f WHERE state IN ('WA', 'CA', 'OR', 'TX', 'NY')"),
+              "state|dict|kdzk_set_dict_6bit|6|0\n");
+    expect_in(last_run(flights(), "SELECT count(*) FROM f WHERE origin LIKE '%a%' AND date = '2001-02-14'"),
+              "origin|dict|kdzk_set_dict_8bit|0|");
+}
+
+// What SQLite's own function would find, whatever it does, and not what it usually finds.
+TEST(Patterns, FollowTheFunctionInForce) {
+    Database db;
+    ASSERT_EQ(db.run("CREATE TABLE t(a); INSERT INTO t VALUES('abc'), ('ABC'), (12), (1.5), (x'6162'), (NULL), ('a%');"
+                     "CREATE VIRTUAL TABLE q USING qvk(t)"),
+              "");
+    const auto expect_all_same = [&] {
+        for (const std::string test : {"LIKE 'ab%'", "GLOB 'ab*'", "LIKE '1%'", "LIKE 12", "LIKE NULL", "LIKE x'6162'",
+                                       "LIKE 'a\\%' ESCAPE '\\'", "NOT LIKE 'a%'", "LIKE a", "GLOB '[a-b]*'"}) {
+            expect_same_rows(db, "SELECT rowid, a FROM $T WHERE a " + test, "t", "q");
+        }
+    };
+    expect_all_same();
+    ASSERT_EQ(db.run("PRAGMA case_sensitive_like = ON"), "");
+    expect_all_same();
+    sqlite3_create_function(
+        db.handle, "like", 2, SQLITE_UTF8, nullptr,
+        [](sqlite3_context *context, int, sqlite3_value **) { sqlite3_result_int(context, 1); }, nullptr, nullptr);
+    expect_all_same();
+    expect_in(plan_of(db, "SELECT * FROM q WHERE a LIKE 'ab%'"), "pattern left to SQLite");
 }
 
 // More than 256 values have to pay for their dictionary; else the smallest of the others is taken.
@@ -81,6 +118,12 @@ TEST(Tables, EmptyAndAllNullOnesWork) {
     EXPECT_EQ(db.ask("SELECT count(*) FROM empty WHERE a = 1 OR a IS NULL"), "0\n");
     EXPECT_EQ(db.ask("SELECT count(*) FROM nulls WHERE a IS NULL AND b IS NULL"), "2\n");
     EXPECT_EQ(db.ask("SELECT count(*) FROM nulls WHERE a < 5 OR b <> 'x' OR a IS NOT NULL"), "0\n");
+    for (const std::string table : {"empty", "nulls"}) {
+        EXPECT_EQ(db.ask("SELECT count(*) FROM " + table + " WHERE a LIKE '%' OR b IN (1, 3, 5, 7, 9)"), "0\n");
+    }
+    EXPECT_EQ(db.ask("SELECT * FROM qvk_count_by('empty', 'a')"), "");
+    EXPECT_EQ(db.ask("SELECT value, count FROM qvk_count_by('nulls', 'B')"), "NULL|2\n");
+    EXPECT_EQ(db.run("SELECT * FROM qvk_count_by('nulls', 'c')"), "qvk: no such column: c");
 }
 
 // A view's expressions compare by the affinity and collation that only SQLite knows.
@@ -138,6 +181,7 @@ TEST(BadInput, GivesOneErrorAndLeavesNothing) {
         {"SELECT * FROM qvk_stats('t')", "qvk: t is not a qvk table"},
         {"SELECT * FROM qvk_stats('gone')", "qvk: no such table: gone"},
         {"SELECT * FROM qvk_stats", "no query solution"},
+        {"SELECT * FROM qvk_count_by('gone')", "no query solution"},
         {"CREATE VIRTUAL TABLE w USING qvk(t); INSERT INTO w VALUES(1)", "table w may not be modified"}};
     for (const auto &[sql, message] : cases) {
         EXPECT_EQ(db.run(sql).substr(0, message.size()), message) << sql;

@@ -16,16 +16,26 @@ std::string operand(Dice &dice, const std::string &literal, Query &query) {
 
 std::string list(Dice &dice, const std::vector<std::string> &values, Query &query) {
     std::string text = operand(dice, dice.pick(values), query);
-    for (size_t more = dice.below(6); more > 0; --more) {
+    for (size_t more = dice.below(dice.below(3) ? 6 : 60); more > 0; --more) {
         text += ", " + operand(dice, dice.pick(values), query);
     }
     return "(" + text + ")";
 }
 
+// A text's beginning or end with the wildcard for the rest, or one letter less.
+std::string pattern(Dice &dice, const std::string &literal, bool glob) {
+    if (literal[0] != '\'') {
+        return literal;
+    }
+    const std::string wildcard = glob ? (dice.below(3) ? "*" : "?") : (dice.below(3) ? "%" : "_");
+    const size_t cut = 1 + dice.below(literal.size() - 1);
+    return dice.below(2) ? literal.substr(0, cut) + wildcard + "'" : "'" + wildcard + literal.substr(cut);
+}
+
 std::string term(Dice &dice, const std::string &column, const std::vector<std::string> &values, Query &query) {
     static const std::vector<std::string> kOperators = {" = ",  " <> ", " < ",  " <= ",    " > ",
                                                         " >= ", " = ",  " IS ", " IS NOT "};
-    switch (dice.below(8)) {
+    switch (dice.below(9)) {
     case 0:
         return column + (dice.below(2) ? " IN " : " NOT IN ") + list(dice, values, query);
     case 1:
@@ -33,6 +43,10 @@ std::string term(Dice &dice, const std::string &column, const std::vector<std::s
                + operand(dice, dice.pick(values), query);
     case 2:
         return column + (dice.below(2) ? " IS NULL" : " IS NOT NULL");
+    case 3: {
+        const bool glob = dice.below(2) > 0;
+        return column + (glob ? " GLOB " : " LIKE ") + operand(dice, pattern(dice, dice.pick(values), glob), query);
+    }
     }
     return column + dice.pick(kOperators) + operand(dice, dice.pick(values), query);
 }

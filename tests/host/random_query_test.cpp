@@ -53,6 +53,19 @@ std::string sized_columns() {
     return columns;
 }
 
+std::string kernels_run(Database &db, const std::string &table) {
+    return db.ask("SELECT kernel FROM qvk_last_run('" + table + "')");
+}
+
+// Every other value of many: no two of their codes make one run.
+std::string every_other() {
+    std::string list = numbered(0);
+    for (int number = 2; number < 40; number += 2) {
+        list += ", " + numbered(number);
+    }
+    return "(" + list + ")";
+}
+
 TEST_F(RandomQueries, AgreeAtEveryWidth) {
     Database db;
     ASSERT_EQ(
@@ -67,19 +80,29 @@ TEST_F(RandomQueries, AgreeAtEveryWidth) {
     for (const int size : kSizes) {
         const std::string n = std::to_string(size);
         const std::string width = std::to_string(std::max(1, 32 - __builtin_clz(static_cast<unsigned>(size - 1) | 1)));
-        const std::vector<std::string> values = {"'a'",
-                                                 "'z'",
-                                                 "NULL",
-                                                 numbered(0),
-                                                 numbered(1),
-                                                 numbered(size / 3),
-                                                 numbered(size / 2),
-                                                 numbered(size - 2),
-                                                 numbered(size - 1),
-                                                 numbered(size)};
+        std::vector<std::string> values = {"'a'",
+                                           "'z'",
+                                           "NULL",
+                                           numbered(0),
+                                           numbered(1),
+                                           numbered(size / 3),
+                                           numbered(size / 2),
+                                           numbered(size - 2),
+                                           numbered(size - 1),
+                                           numbered(size)};
+        for (int part = 1; part < 60; ++part) {
+            values.push_back(numbered(size * part / 60));
+        }
         for (const std::string letter : {"a", "n"}) {
             expected += letter + n + '|' + width + '|' + n + '\n';
             columns.emplace_back(letter + n, values);
+            const std::string column = letter + n;
+            EXPECT_EQ(db.ask("SELECT value, count FROM qvk_count_by('q_compressed', '" + column + "')"),
+                      db.ask("SELECT " + column + ", count(*) FROM t GROUP BY 1"));
+            for (const std::string asked : {"q", "q_compressed"}) {
+                expect_same_rows(db, "SELECT rowid FROM $T WHERE " + column + " IN " + every_other(), "t", asked);
+                EXPECT_TRUE(size < 8 || kernels_run(db, asked) == "kdzk_set_dict_" + width + "bit\n") << column;
+            }
         }
     }
     EXPECT_EQ(db.ask("SELECT name, width, distinct_values FROM qvk_stats('q')"), expected);
