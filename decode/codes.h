@@ -108,7 +108,7 @@ struct JoinedCodes {
     static constexpr auto factors_up() {
         std::array<uint16_t, kRows> factors{};
         for (int code = 0; code < kRows; ++code)
-            factors[size_t(code)] = bits_in_third(code) < 0 ? 0 : uint16_t(1 << bits_in_third(code));
+            factors[size_t(code)] = uint16_t(bits_in_third(code) < 0 ? 0 : 1 << bits_in_third(code));
         return factors;
     }
     // The high half of a product with 2^k is what 16 - k shifts down.
@@ -116,7 +116,7 @@ struct JoinedCodes {
         std::array<uint16_t, kRows> factors{};
         for (int code = 0; code < kRows; ++code) {
             const int bits = bits_in_third(code);
-            factors[size_t(code)] = bits == 0 ? 0 : uint16_t(bits > 0 ? 1 << bits : 1 << (16 + bits));
+            factors[size_t(code)] = uint16_t(bits == 0 ? 0 : 1 << (bits > 0 ? bits : 16 + bits));
         }
         return factors;
     }
