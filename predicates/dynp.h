@@ -19,6 +19,7 @@ struct RowGroups {
     using Control = std::array<uint8_t, kVectorBytes>;
     static constexpr int kRows = Fields::kRowsAByte, kLaneBytes = kLaneBits / 8;
     static_assert(kRows * kLaneBytes == kVectorBytes);
+    static_assert(kVectorBytes - kRows <= KDZK_DYNP_SLACK_BYTES, "the last group's load is what hosts allow");
 
     static constexpr int stored_bytes(int lens, int row) {
         return (lens >> Fields::place_of(row) & Fields::kLargest) + 1;
