@@ -11,7 +11,7 @@
 #pragma once
 
 #include "frame/element_lanes.h"
-#include "frame/packing.h"
+#include "frame/plan_lanes.h"
 #include "frame/platform.h"
 #include "frame/row_fetch.h"
 #include "lanes.h"
@@ -27,18 +27,11 @@ Lanes<8> load_bytes(const uint8_t *at) {
         return load_lanes<8>(at);
 }
 
-template <int kBits, size_t kLanes>
-constexpr auto as_lane_values(const std::array<uint64_t, kLanes> &values) {
-    std::array<UnsignedOf<kBits>, kLanes> lanes{};
-    for (size_t lane = 0; lane < kLanes; ++lane)
-        lanes[lane] = UnsignedOf<kBits>(values[lane]);
-    return lanes;
-}
-
 // Cut by the plan.
 template <int kWidth, int kLaneBits>
 struct CutCodes {
     using P = Plan<kWidth, kLaneBits>;
+    using Constants = PlanLanes<P>;
     static constexpr int kBits = kLaneBits, kRows = P::kLanes;
     static constexpr int kToTop = kBits - kWidth;
 
@@ -47,12 +40,8 @@ struct CutCodes {
         auto factors = P::places(vector);
         for (uint64_t &factor : factors)
             factor = (uint64_t{1} << kToTop) / factor;
-        return as_lane_values<kBits>(factors);
+        return Constants::as_lanes(factors);
     }
-    template <int vector>
-    static constexpr auto kControl = P::control(vector);
-    template <int vector>
-    static constexpr auto kMasks = as_lane_values<kBits>(P::masks(vector));
     template <int vector>
     static constexpr auto kFactors = factors(vector);
 
@@ -64,13 +53,11 @@ struct CutCodes {
     static Lanes<kBits> codes(const uint8_t *block) {
         constexpr int in_plan = vector % P::kVectors;
         const uint8_t *at = block + vector / P::kVectors * P::kBlockBytes + P::load_at(in_plan);
-        const auto control = load_lanes<8>(kControl<P::control_of(in_plan)>.data());
-        const auto shuffled = pick_bytes<kBits>(load_bytes<P::kBytesUsed>(at), control);
+        const auto in_place = Constants::template codes_in_place<in_plan>(load_bytes<P::kBytesUsed>(at));
         if constexpr (!P::kNeedsMask)
-            return shuffled;
-        constexpr int places = P::places_of(in_plan);
-        const auto masked = both(shuffled, load_lanes<kBits>(kMasks<places>.data()));
-        return shifted_down<kToTop>(times(masked, load_lanes<kBits>(kFactors<places>.data())));
+            return in_place;
+        else
+            return shifted_down<kToTop>(times(in_place, load_lanes<kBits>(kFactors<P::places_of(in_plan)>.data())));
     }
 };
 
@@ -144,10 +131,11 @@ struct ElementCodes {
     }
 };
 
+// Codes that the plan cuts in lanes of 32 bits are joined in 16 if they fit there.
 template <int kWidth>
 using CodesOf = std::conditional_t<
     fills_elements(kWidth), ElementCodes<kWidth>,
-    std::conditional_t<(kWidth < 11 || kWidth == 12), CutCodes<kWidth, 16>,
+    std::conditional_t<(lane_bits(kWidth) <= 16), CutCodes<kWidth, 16>,
                        std::conditional_t<(kWidth < 16), JoinedCodes<kWidth>, CutCodes<kWidth, 32>>>>;
 
 }  // namespace kdzk

@@ -27,7 +27,12 @@ struct SmallSetTest {
     explicit SmallSetTest(const uint64_t *set) : eighths(load_low_half<8>(set)), single_bits(bit_of_each()) {}
 
     static Lanes<8> bit_of_each() {
-        static constexpr std::array<uint8_t, kVectorBytes> kBits = {1, 2, 4, 8, 16, 32, 64, 128};
+        static constexpr auto kBits = [] {
+            std::array<uint8_t, kVectorBytes> bits{};
+            for (size_t bit = 0; bit < 8; ++bit)
+                bits[bit] = uint8_t(1 << bit);
+            return bits;
+        }();
         return load_lanes<8>(kBits.data());
     }
 
@@ -54,32 +59,30 @@ struct LargeSetTest {
     [[gnu::always_inline]] UnsignedOf<int(kRows)> whole_block(const uint8_t *block) const {
         // Backwards, so that a row's bit moves up as those before it come in: a bit test and an addition a row.
         uint32_t result = 0;
-        CodeWindow<kWidth>::template for_each_backwards<int(kRows)>(
+        CodeWindow<kWidth>::template for_each<int(kRows), true>(
             block, [&](uint64_t code) __attribute__((always_inline)) { result = 2 * result + is_in_set(set, code); });
         return UnsignedOf<int(kRows)>(result);
     }
 };
 
 template <int kWidth>
-struct SetRows {
+inline constexpr bool kIsSmallSet = kWidth <= 6;
+template <int kWidth>
+inline constexpr uint32_t kSetBlockRows = kIsSmallSet<kWidth>       ? 64
+                                          : lane_bits(kWidth) <= 16 ? 32
+                                                                    : 16;
+
+template <int kWidth>
+struct SetRows : EvenBlocks<kSetBlockRows<kWidth> * kWidth / 8> {
+    using EvenBlocks<kSetBlockRows<kWidth> * kWidth / 8>::EvenBlocks;
     using Value = DictCode<kWidth>;
-    static constexpr bool kIsSmall = kWidth <= 6;
-    static constexpr uint32_t kBlockRows = kIsSmall ? 64 : kWidth <= 10 || kWidth == 12 || kWidth == 16 ? 32 : 16;
-    static constexpr uint32_t kBlockBytes = kBlockRows * kWidth / 8;
+    static constexpr bool kIsSmall = kIsSmallSet<kWidth>;
+    static constexpr uint32_t kBlockRows = kSetBlockRows<kWidth>;
     using Test = std::conditional_t<kIsSmall, SmallSetTest<kWidth>, LargeSetTest<kWidth, kBlockRows>>;
     static_assert(kIsSmall || fills_elements(kWidth)
                   || CodeWindow<kWidth>::bytes_read_behind(kBlockRows) <= KDZK_DICT_SLACK_BYTES);
 
-    const uint8_t *payload;
-    const uint8_t *next_block = payload;
-
-    const uint8_t *position() const { return next_block; }
-    const uint8_t *take_block() {
-        const uint8_t *block = next_block;
-        next_block += kBlockBytes;
-        return block;
-    }
-    Value value_at(uint32_t row) const { return fetch_code<kWidth>(payload, row); }
+    Value value_at(uint32_t row) const { return fetch_code<kWidth>(this->payload, row); }
 };
 
 template <int kWidth>
@@ -92,7 +95,7 @@ template <int kWidth, auto selective>
     using Rows = SetRows<kWidth>;
     if (asks_for_selected_rows(ctx))
         return selective(dst, src, operand, ctx);
-    Rows rows = {payload_of<kSetId<kWidth>>(src, ctx)};
+    Rows rows(payload_of<kSetId<kWidth>>(src, ctx));
     const uint64_t *set = operand->res_bv;
     const uint32_t row_count = src->row_count, blocks = row_count / Rows::kBlockRows, done = blocks * Rows::kBlockRows;
     uint32_t count = scan_blocks(rows, dst->res_bv, blocks, typename Rows::Test(set));
@@ -104,7 +107,7 @@ template <int kWidth, auto selective>
 template <int kWidth>
 [[gnu::always_inline]] inline uint64_t set_selective_body(kdzk_vec *dst, const kdzk_vec *src, const kdzk_pred *operand,
                                                           kdzk_exec_ctx *ctx) {
-    const SetRows<kWidth> rows = {payload_of<kSetId<kWidth>>(src, ctx)};
+    const SetRows<kWidth> rows(payload_of<kSetId<kWidth>>(src, ctx));
     mark_ran(ctx, KDZK_RAN_SELECTIVE_SET);
     clear_rows_from(dst->res_bv, 0, src->row_count);
     const uint64_t *set = operand->res_bv;

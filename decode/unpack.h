@@ -12,12 +12,12 @@
 
 namespace kdzk {
 
-// The rows of a block: the least in the table of widths that is a whole number of vectors and of selection words.
+// A block has the rows that eight vectors of the plan's lanes hold, in whichever lanes the codes are brought down.
 template <int kWidth>
-inline constexpr uint32_t kUnpackBlockRows = kWidth == 8 || (kWidth < 8 && std::has_single_bit(unsigned(kWidth))) ? 128
-                                             : CodesOf<kWidth>::kBits == 32                                       ? 32
-                                             : kWidth > 10 && kWidth != 12 && kWidth != 16                        ? 32
-                                                                                                                  : 64;
+inline constexpr uint32_t kUnpackBlockRows = Plan<kWidth>::kBlockRows;
+static_assert(kUnpackBlockRows<1> == 128 && kUnpackBlockRows<7> == 64 && kUnpackBlockRows<8> == 128);
+static_assert(kUnpackBlockRows<11> == 32 && kUnpackBlockRows<16> == 64 && kUnpackBlockRows<32> == 32);
+
 // Eight rows begin with a byte whatever the width is.
 inline constexpr uint32_t kUnpackAlignment = 8;
 
@@ -163,9 +163,13 @@ struct Unpack {
     }
 
     void write_selected_rows_to(uint32_t last) {
-        for (; row < last && out != end; ++row)
-            if (bit_at(sel_bv, row))
-                out = write_row(payload, out, row);
+        uint8_t *to = out;
+        uint32_t next = row;
+        for (; next < last && to != end; ++next)
+            if (bit_at(sel_bv, next))
+                to = write_row(payload, to, next);
+        out = to;
+        row = next;
     }
 
     template <int eight>

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "decode/symbols.h"
+#include "frame/element_lanes.h"
 #include "lanes.h"
 
 namespace kdzk {
@@ -51,13 +52,13 @@ void decode_block(const OffsetSymbols &symbols, const SymbolRows &out, const uin
     const auto span = [&](int code) {
         return load_low_half<32>(symbols.offsets + 4 * uint64_t{load<Element>(codes + sizeof(Element) * size_t(code))});
     };
+    const auto in_order = [](Lanes<32> big_endian) { return ElementLanes<32>::in_order<true>(seen_as<8>(big_endian)); };
     const Lanes<64> first = spread(symbols.first);
     Lanes<32> lengths[2];
     for (int half = 0; half < 2; ++half) {
         const Lanes<32> two = low_halves(span(4 * half), span(4 * half + 1));
         const Lanes<32> other_two = low_halves(span(4 * half + 2), span(4 * half + 3));
-        const Lanes<32> starts = bytes_swapped(even_lanes(two, other_two)),
-                        ends = bytes_swapped(odd_lanes(two, other_two));
+        const Lanes<32> starts = in_order(even_lanes(two, other_two)), ends = in_order(odd_lanes(two, other_two));
         store_addresses(out, at + 4 * uint64_t(half), starts, first);
         lengths[half] = minus(ends, starts);
     }

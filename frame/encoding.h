@@ -33,6 +33,21 @@ concept BlockReader = RowReader<Reader> && requires(Reader rows,
     {test.template sixteen_rows<0>(rows.take_block())};
 };
 
+// The blocks of a payload in which each takes so many bytes, as readers of such payloads have them.
+template <uint32_t kBytes>
+struct EvenBlocks {
+    static constexpr uint32_t kBlockBytes = kBytes;
+    const uint8_t *payload, *next_block;
+
+    explicit EvenBlocks(const uint8_t *at) : payload(at), next_block(at) {}
+    const uint8_t *position() const { return next_block; }
+    const uint8_t *take_block() {
+        const uint8_t *block = next_block;
+        next_block += kBlockBytes;
+        return block;
+    }
+};
+
 // A reader whose rows behind the last whole block are compared with other keys than those in blocks.
 template <typename Reader, Operator op>
 concept HasTailKeys = requires(typename Reader::Value key) {

@@ -6,11 +6,7 @@
 // there by the plan of packing.h; codes of one bit are a bit vector already (dict_1bit.h).
 #pragma once
 
-#include <algorithm>
-#include <bit>
-#include <utility>
-
-#include "frame/packing.h"
+#include "frame/plan_lanes.h"
 #include "frame/row_fetch.h"
 #include "predicates/range_test.h"
 
@@ -23,39 +19,19 @@ inline constexpr DictCode<kWidth> kLargestCode = DictCode<kWidth>(~uint64_t{0} >
 template <int kWidth>
 struct PackedLanes {
     using P = Plan<kWidth>;
+    using Constants = PlanLanes<P>;
     using Block = const uint8_t *;
     static constexpr int kBits = P::kLaneBits, kVectors = P::kVectors, kPlaceSets = P::kPlaceSets;
     static constexpr uint32_t kBlockBytes = P::kBlockBytes, kBlockRows = P::kBlockRows;
     static constexpr bool kReachesTopBit = P::kReachesTopBit;
-    static_assert(kLoadBytes == kVectorBytes);
     static_assert(P::bytes_read_behind_block() <= KDZK_DICT_SLACK_BYTES, "a block reads no further than hosts allow");
     static_assert(P::places_of(P::kVectors - 1) < kPlaceSets, "vectors take turns with two sets of places at most");
 
     static constexpr int places_of(int vector) { return P::places_of(vector); }
 
-    // The plan's constants as vectors hold them.
-    static constexpr auto as_lanes(const typename P::LaneValues &values) {
-        std::array<UnsignedOf<kBits>, P::kLanes> lanes{};
-        for (size_t lane = 0; lane < lanes.size(); ++lane)
-            lanes[lane] = UnsignedOf<kBits>(values[lane]);
-        return lanes;
-    }
-    template <int vector>
-    static constexpr auto kControl = P::control(vector);
-    template <int vector>
-    static constexpr auto kPlaces = as_lanes(P::places(vector));
-    template <int vector>
-    static constexpr auto kMasks = as_lanes(P::masks(vector));
-
     template <bool ordered, int vector>
     static Lanes<kBits> values(Block block) {
-        constexpr int load_at = P::load_at(vector);
-        const Lanes<8> control = load_lanes<8>(kControl<P::control_of(vector)>.data());
-        const Lanes<kBits> shuffled = pick_bytes<kBits>(load_lanes<8>(block + load_at), control);
-        if constexpr (!P::kNeedsMask)
-            return shuffled;
-        else
-            return both(shuffled, load_lanes<kBits>(kMasks<P::places_of(vector)>.data()));
+        return Constants::template codes_in_place<vector>(load_lanes<8>(block + P::load_at(vector)));
     }
 
     // Two byte lanes are multiplied as one of 16 bits: no code is wide enough to carry over. (A key above the largest
@@ -63,7 +39,7 @@ struct PackedLanes {
     template <bool ordered, int set>
     static Lanes<kBits> value_lanes(DictCode<kWidth> value) {
         constexpr int factor_bits = kBits == 8 ? 16 : kBits;
-        const auto factors = load_lanes<factor_bits>(kPlaces<set>.data());
+        const auto factors = load_lanes<factor_bits>(Constants::template kPlaces<set>.data());
         return seen_as<kBits>(times(spread(UnsignedOf<factor_bits>(value)), factors));
     }
 };
@@ -82,7 +58,7 @@ struct Dict {
 
     template <Body, typename Visit>
     [[gnu::always_inline]] static uint32_t with_rows(Source source, Visit visit) {
-        return visit(Rows{source.payload});
+        return visit(Rows(source.payload));
     }
 };
 

@@ -6,8 +6,6 @@
 // lane, zeros behind it.
 #pragma once
 
-#include <bit>
-
 #include "bitvec/bits.h"
 #include "predicates/trailing_zeros.h"
 
@@ -93,12 +91,14 @@ inline uint32_t load_be_prefix_of_4(const uint8_t *at, uint32_t bytes) {
 // The same for the value of a lane.
 template <int kLaneBits>
 UnsignedOf<kLaneBits> load_be_prefix(const uint8_t *at, uint32_t bytes) {
-    if constexpr (kLaneBits < 64)
+    if constexpr (kLaneBits < 64) {
         return UnsignedOf<kLaneBits>(load_be_prefix_of_4(at, bytes) >> (32 - kLaneBits));
-    if (bytes < 4)
-        return UnsignedOf<kLaneBits>(uint64_t{load_be_prefix_of_4(at, bytes)} << 32);
-    const uint64_t first = load_be<uint32_t>(at), last = load_be<uint32_t>(at + bytes - 4);
-    return UnsignedOf<kLaneBits>(first << 32 | last << (64 - 8 * bytes));
+    } else {
+        if (bytes < 4)
+            return uint64_t{load_be_prefix_of_4(at, bytes)} << 32;
+        const uint64_t first = load_be<uint32_t>(at), last = load_be<uint32_t>(at + bytes - 4);
+        return first << 32 | last << (64 - 8 * bytes);
+    }
 }
 
 // A block of four groups: where each begins, and its byte of fields.
@@ -109,24 +109,15 @@ struct GroupBlock {
 
 // How a block's groups come into lanes: by the shuffle of their lengths.
 template <int kLaneBits>
-struct GroupLanes {
+struct GroupLanes : ByteRowLanes<kLaneBits, 4> {
     using Block = GroupBlock;
-    using Value = UnsignedOf<kLaneBits>;
-    static constexpr int kBits = kLaneBits, kVectors = 4, kPlaceSets = 1;
-    static constexpr uint32_t kBlockBytes = kVectors * kVectorBytes, kBlockRows = kBlockBytes * 8 / kBits;
-    static constexpr bool kReachesTopBit = true;
-
-    static constexpr int places_of(int) { return 0; }
+    static constexpr int kBits = kLaneBits;
+    static constexpr uint32_t kBlockBytes = 4 * kVectorBytes;  // at most
 
     template <bool, int vector>
     static Lanes<kBits> values(const Block &block) {
         const auto &control = RowGroups<kBits>::kTables.controls[block.lens[vector]];
         return pick_bytes<kBits>(load_lanes<8>(block.groups[vector]), load_lanes<8>(control.data()));
-    }
-
-    template <bool, int>
-    static Lanes<kBits> value_lanes(Value value) {
-        return spread(value);
     }
 };
 

@@ -14,16 +14,12 @@ namespace kdzk {
 // How rows that are shorter than their lanes come into them. Each load begins with a row, so it takes fewer bytes than
 // it reads.
 template <int kLaneBits, int kStoredBytes, int kVectorsOfBlock>
-struct StridedLanes {
+struct StridedLanes : ByteRowLanes<kLaneBits, kVectorsOfBlock> {
     using Block = const uint8_t *;
-    using Value = UnsignedOf<kLaneBits>;
-    static constexpr int kBits = kLaneBits, kVectors = kVectorsOfBlock, kPlaceSets = 1;
+    static constexpr int kBits = kLaneBits;
     static constexpr int kRowsALoad = kVectorBytes * 8 / kBits, kBytesALoad = kRowsALoad * kStoredBytes;
-    static constexpr uint32_t kBlockBytes = kVectors * kBytesALoad, kBlockRows = kVectors * kRowsALoad;
-    static constexpr bool kReachesTopBit = true;
+    static constexpr uint32_t kBlockBytes = kVectorsOfBlock * kBytesALoad;
     static_assert(kVectorBytes - kBytesALoad <= KDZK_FIXED_SLACK_BYTES, "a block reads no further than hosts allow");
-
-    static constexpr int places_of(int) { return 0; }
 
     // A lane's highest byte is its row's first; the bytes below the last are cleared.
     static constexpr std::array<uint8_t, kVectorBytes> in_lanes() {
@@ -40,11 +36,6 @@ struct StridedLanes {
     static Lanes<kBits> values(Block block) {
         static constexpr auto kInLanes = in_lanes();
         return pick_bytes<kBits>(load_lanes<8>(block + vector * kBytesALoad), load_lanes<8>(kInLanes.data()));
-    }
-
-    template <bool, int>
-    static Lanes<kBits> value_lanes(Value value) {
-        return spread(value);
     }
 };
 static_assert(StridedLanes<32, 3, 8>::in_lanes()
@@ -68,13 +59,16 @@ using FixedRows = EvenRows<InLanes, UnsignedOf<InLanes::kBits>(~uint64_t{0}), Fo
                            fetch_stored<InLanes::kBits, kStoredBytes>>;
 
 template <int kLaneBits, int kStoredBytes, int kVectors>
-struct FixedRowsInLanes : FixedRows<ElementLanes<kLaneBits, kVectors>, kStoredBytes> {};
+struct FixedRowsInLanes : FixedRows<ElementLanes<kLaneBits, kVectors>, kStoredBytes> {
+    using FixedRows<ElementLanes<kLaneBits, kVectors>, kStoredBytes>::EvenRows;
+};
 
 // Kept on purpose: behind the last whole block, a key's bytes behind the row's length count as zero, but in equalities
 // at 32 bits. Everywhere else the whole key is compared. Hosts give keys with zeros there.
 template <int kLaneBits, int kStoredBytes, int kVectors>
 requires(kStoredBytes * 8 < kLaneBits) struct FixedRowsInLanes<kLaneBits, kStoredBytes, kVectors>
     : FixedRows<StridedLanes<kLaneBits, kStoredBytes, kVectors>, kStoredBytes> {
+    using FixedRows<StridedLanes<kLaneBits, kStoredBytes, kVectors>, kStoredBytes>::EvenRows;
     using Value = UnsignedOf<kLaneBits>;
 
     template <Operator op>
@@ -99,11 +93,13 @@ struct Fixed {
     template <Body body, typename Visit>
     [[gnu::always_inline]] static uint32_t with_rows(Source source, Visit visit) {
         constexpr int least_bytes = kLaneBytes / 2 + 1;
-        if constexpr (least_bytes == kLaneBytes)
+        if constexpr (least_bytes == kLaneBytes) {
             return visit_rows<kLaneBytes>(source, visit);
-        constexpr bool source_tells = form == Form::tz && body == Body::main;
-        const kdzk_enc_ctx *encoding = source_tells ? source.vector->enc_ctx : source.first_key->enc_ctx;
-        return with_stored<least_bytes>(encoding->width, source, visit);
+        } else {
+            constexpr bool source_tells = form == Form::tz && body == Body::main;
+            const kdzk_enc_ctx *encoding = source_tells ? source.vector->enc_ctx : source.first_key->enc_ctx;
+            return with_stored<least_bytes>(encoding->width, source, visit);
+        }
     }
 
   private:
@@ -118,10 +114,10 @@ struct Fixed {
 
     template <int kStoredBytes, typename Visit>
     [[gnu::always_inline]] static uint32_t visit_rows(Source source, Visit visit) {
-        const FixedRowsInLanes<kWidth, kStoredBytes, kVectors> rows{{source.payload}};
+        using Rows = FixedRowsInLanes<kWidth, kStoredBytes, kVectors>;
+        const Rows rows(source.payload);
         if constexpr (kHasFields)
-            return visit(RowsWithFields<std::remove_const_t<decltype(rows)>>{
-                rows, static_cast<const uint8_t *>(source.vector->lens)});
+            return visit(RowsWithFields<Rows>{rows, static_cast<const uint8_t *>(source.vector->lens)});
         else
             return visit(rows);
     }

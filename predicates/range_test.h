@@ -6,6 +6,10 @@
 // always have.
 #pragma once
 
+#include <algorithm>
+#include <type_traits>
+#include <utility>
+
 #include "frame/element_lanes.h"
 #include "frame/encoding.h"
 #include "lanes.h"
@@ -83,23 +87,15 @@ struct RangeTest {
 
 // Rows of the same number of bits. kFetch reads one value by its row.
 template <typename InLanesOfRows, auto largest, Form form, auto kFetch>
-struct EvenRows {
+struct EvenRows : EvenBlocks<InLanesOfRows::kBlockBytes> {
+    using EvenBlocks<InLanesOfRows::kBlockBytes>::EvenBlocks;
     using InLanes = InLanesOfRows;
     using Value = decltype(largest);
-    static constexpr uint32_t kBlockRows = InLanes::kBlockRows, kBlockBytes = InLanes::kBlockBytes;
+    static constexpr uint32_t kBlockRows = InLanes::kBlockRows;
     template <Operator op>
     using BlockTest = RangeTest<InLanes, largest, form, op>;
 
-    const uint8_t *payload;
-    const uint8_t *next_block = payload;
-
-    const uint8_t *position() const { return next_block; }
-    const uint8_t *take_block() {
-        const uint8_t *block = next_block;
-        next_block += kBlockBytes;
-        return block;
-    }
-    Value value_at(uint32_t row) const { return kFetch(payload, row); }
+    Value value_at(uint32_t row) const { return kFetch(this->payload, row); }
 };
 
 }  // namespace kdzk

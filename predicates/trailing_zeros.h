@@ -89,18 +89,20 @@ struct TrailingZerosTest {
         const auto rows_at = [&](Lanes<kBits> key) __attribute__((always_inline)) {
             return test_values<gather>(block, [key](Lanes<kBits> values) { return equal(values, key); });
         };
-        if constexpr (!kOrdered)
+        if constexpr (!kOrdered) {
             return both(rows_at(lower), equal(fields, lower_field));
-        Lanes<8> misses = test_values<gather>(block, outside);
-        if constexpr (kRow.lower == Bound::open)
-            misses = either(misses, without(greater(fields, lower_field), rows_at(lower)));
-        if constexpr (kRow.lower == Bound::closed)
-            misses = either(misses, both(greater(lower_field, fields), rows_at(lower)));
-        if constexpr (kRow.upper == Bound::open)
-            misses = either(misses, without(greater(upper_field, fields), rows_at(upper)));
-        if constexpr (kRow.upper == Bound::closed)
-            misses = either(misses, both(greater(fields, upper_field), rows_at(upper)));
-        return misses;
+        } else {
+            Lanes<8> misses = test_values<gather>(block, outside);
+            if constexpr (kRow.lower == Bound::open)
+                misses = either(misses, without(greater(fields, lower_field), rows_at(lower)));
+            if constexpr (kRow.lower == Bound::closed)
+                misses = either(misses, both(greater(lower_field, fields), rows_at(lower)));
+            if constexpr (kRow.upper == Bound::open)
+                misses = either(misses, without(greater(upper_field, fields), rows_at(upper)));
+            if constexpr (kRow.upper == Bound::closed)
+                misses = either(misses, both(greater(fields, upper_field), rows_at(upper)));
+            return misses;
+        }
     }
 
     template <int gather, typename ValueTest>

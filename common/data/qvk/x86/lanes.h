@@ -173,11 +173,6 @@ inline Lanes<32> odd_lanes(Lanes<32> a, Lanes<32> b) {
     return {_mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), 0xDD))};
 }
 
-// Each lane's bytes in the opposite order.
-inline Lanes<32> bytes_swapped(Lanes<32> a) {
-    return {_mm_shuffle_epi8(a.raw, _mm_set_epi8(12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3))};
-}
-
 // Two vectors of comparison results in one, a's lanes first, each lane half as wide.
 inline Lanes<8> narrow(Lanes<16> a, Lanes<16> b) { return {_mm_packs_epi16(a.raw, b.raw)}; }
 inline Lanes<16> narrow(Lanes<32> a, Lanes<32> b) { return {_mm_packs_epi32(a.raw, b.raw)}; }
