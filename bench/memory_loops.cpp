@@ -92,7 +92,7 @@ struct EvenRow {
     uint64_t next(uint64_t row) const { return code_at<kWidth>(payload, row); }
 };
 
-// A row of a lane's bytes or fewer, by its field.
+// A row of a lane's bytes or fewer, by its field: a load and two shifts, without a branch on its length.
 template <uint32_t kWidth>
 struct DynpRow {
     const uint8_t *at, *lens;
@@ -101,10 +101,9 @@ struct DynpRow {
         constexpr uint32_t field_bits = kWidth / 16, rows_a_byte = 8 / field_bits;
         const uint32_t place = 8 - field_bits - row % rows_a_byte * field_bits;
         const size_t bytes = (lens[row / rows_a_byte] >> place & ((1u << field_bits) - 1)) + 1;
-        uint8_t lane[8] = {};
-        std::memcpy(lane, at, bytes);
+        const uint64_t first_bytes = load_swapped<uint64_t>(at) >> (64 - 8 * bytes);
         at += bytes;
-        return load_swapped<uint64_t>(lane) >> (64 - kWidth);
+        return first_bytes << (kWidth - 8 * bytes);
     }
 };
 

@@ -46,7 +46,7 @@ struct Subject {
             return Comparison::equality;
         return operation() < KDZK_OP_GT_LT ? Comparison::one_bound : Comparison::two_bounds;
     }
-    // The plain loop of the same task.
+    // The plain loop of the same task; tz forms, which compare lengths besides, have the one of the plain form.
     std::string plain_name() const {
         constexpr const char *names[] = {"plain_eq_", "plain_lt_", "plain_ge_le_"};
         return names[size_t(comparison())] + std::string(is_dynp() ? "dynp_" : "") + std::to_string(value_bits())

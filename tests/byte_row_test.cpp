@@ -103,6 +103,23 @@ class ByteRowTest : public testing::TestWithParam<ByteRows> {
         check(shift, selective, [](size_t, const LaneAndField &key) { return key; });
     }
 
+    // A selective call that wants a few of the rows that it may want.
+    void check_selected(const std::vector<bool> &may_want) {
+        std::vector<uint64_t> wanted((may_want.size() + 63) / 64);
+        for (size_t row = 0; row < may_want.size(); ++row)
+            reference::put_bit(wanted.data(), row, may_want[row] && random_.below(8) == 0);
+        call_.src.filter_bv = nullptr;
+        call_.context.sel_bv = wanted.data();
+        call_.context.selective = 1;
+        lay_width(true);
+        call_.expect(reference::masked_answer(values_.size(), {nullptr, wanted.data(), true},
+                                              [&](size_t row) {
+                                                  return row < values_.size()
+                                                         && compares(columns_.kernel, values_[row], keys_);
+                                              }),
+                     0);
+    }
+
     size_t block_rows() const {
         return (columns_.is_dynp() || columns_.compares_lengths() ? 64 : 128) / columns_.lane_bytes();
     }
@@ -117,6 +134,11 @@ class ByteRowTest : public testing::TestWithParam<ByteRows> {
     std::vector<LaneAndField> values_;
     KeyPair keys_;
 };
+
+// Each with the columns that it concerns.
+class ShortRowTest : public ByteRowTest {};
+class FieldTest : public ByteRowTest {};
+class InvalidLengthTest : public ByteRowTest {};
 
 TEST_P(ByteRowTest, AnswersAtEveryRowCountOffsetKeyAndMask) {
     for (const uint64_t row_count : support::kRowCounts)
@@ -135,9 +157,7 @@ TEST_P(ByteRowTest, AnswersAtEveryRowCountOffsetKeyAndMask) {
 
 // Kept on purpose, though a fault of the host: where bytes follow the stored ones in a key, whole blocks and selected
 // rows compare them, while rows behind the last block take them for zeros, but in equalities at 32 bits.
-TEST_P(ByteRowTest, ComparesWhatFollowsAShortKeyByThePathOfTheRow) {
-    if (longest_ == columns_.lane_bytes())
-        return;
+TEST_P(ShortRowTest, ComparesWhatFollowsAKeyByThePathOfTheRow) {
     const std::string start(longest_, '\x42');
     const bool is_equality = columns_.kernel.operation == KDZK_OP_EQ || columns_.kernel.operation == KDZK_OP_NE;
     const bool clears = !(is_equality && columns_.kernel.width_bits == 32);
@@ -161,9 +181,7 @@ TEST_P(ByteRowTest, ComparesWhatFollowsAShortKeyByThePathOfTheRow) {
 }
 
 // Rows that are tested one by one compare a key's field as a whole byte.
-TEST_P(ByteRowTest, ComparesKeyFieldsBeyondTheirRangeWhole) {
-    if (!columns_.compares_lengths())
-        return;
+TEST_P(FieldTest, ComparesKeyFieldsBeyondTheirRangeWhole) {
     for (const size_t lower : {columns_.lane_bytes(), size_t{16}, size_t{255}})
         for (const size_t upper : {lower, size_t{0}})
             for (const bool selective : {false, true}) {
@@ -178,18 +196,18 @@ TEST_P(ByteRowTest, ComparesKeyFieldsBeyondTheirRangeWhole) {
 }
 
 // Required though such lengths are invalid: in whole blocks, a group with one takes sixteen bytes, and its rows are
-// zeros with the fields that stand there.
-TEST_P(ByteRowTest, PassesOverGroupsWithInvalidLengths) {
-    if (!columns_.is_dynp() || columns_.kernel.width_bits != 64)
-        return;
+// zeros with the fields that stand there; on the way to a selected row it takes sixteen bytes too.
+TEST_P(InvalidLengthTest, PassesOverGroups) {
     std::vector<uint8_t> bytes;
     std::vector<size_t> fields;
+    std::vector<bool> is_valid;
     values_.clear();
-    for (size_t group = 0; group < 3 * block_rows() / 2; ++group) {
+    for (size_t group = 0; group < 9 * block_rows() / 2; ++group) {
         const std::string pair[] = {any_row(), any_row()};
         const size_t invalid = random_.below(4);  // bit r: row r's field is
         for (size_t row = 0; row < 2; ++row) {
             fields.push_back((invalid >> row & 1) != 0 ? 8 + random_.below(8) : pair[row].size() - 1);
+            is_valid.push_back(invalid == 0);
             values_.push_back(
                 {columns_.lane(invalid != 0 ? "" : pair[row]), columns_.compares_lengths() ? fields.back() : 0});
         }
@@ -202,6 +220,7 @@ TEST_P(ByteRowTest, PassesOverGroupsWithInvalidLengths) {
     for (const LaneAndField &key : values_) {
         lay_keys({key, values_[random_.below(values_.size())]});
         check(0, false);
+        check_selected(is_valid);
     }
 }
 
@@ -222,6 +241,19 @@ std::string column_name(const testing::TestParamInfo<ByteRows> &info) {
     return name_of(info.param.kernel) + "_" + std::to_string(info.param.stored_bytes) + "_bytes";
 }
 
+template <class Concerns>
+std::vector<ByteRows> columns_where(Concerns concerns) {
+    std::vector<ByteRows> columns = all_columns();
+    std::erase_if(columns, [&](const ByteRows &column) { return !concerns(column); });
+    return columns;
+}
+bool has_short_rows(const ByteRows &column) { return column.stored_bytes < column.lane_bytes(); }
+bool compares_lengths(const ByteRows &column) { return column.compares_lengths(); }
+bool has_invalid_fields(const ByteRows &column) { return column.is_dynp() && column.kernel.width_bits == 64; }
+
 INSTANTIATE_TEST_SUITE_P(, ByteRowTest, testing::ValuesIn(all_columns()), column_name);
+INSTANTIATE_TEST_SUITE_P(, ShortRowTest, testing::ValuesIn(columns_where(has_short_rows)), column_name);
+INSTANTIATE_TEST_SUITE_P(, FieldTest, testing::ValuesIn(columns_where(compares_lengths)), column_name);
+INSTANTIATE_TEST_SUITE_P(, InvalidLengthTest, testing::ValuesIn(columns_where(has_invalid_fields)), column_name);
 
 }  // namespace
