@@ -54,10 +54,8 @@ LaneEncoding::StoredRow DynpEncoding::row_at(const uint8_t *payload, size_t segm
 }  // namespace
 
 std::unique_ptr<Encoding> make_dynp_encoding(ColumnStage &&stage, const LaneValues &values, uint32_t segment_rows) {
-    auto made = std::make_unique<DynpEncoding>();
-    made->family = {KDZK_CLASS_DYNP, 8 * dynp_lane_bytes_for(values.row_bytes)};
-    made->encode(stage, values, segment_rows);
-    return made;
+    return make_lane_encoding<DynpEncoding>(stage, values, KDZK_CLASS_DYNP, dynp_lane_bytes_for(values.row_bytes),
+                                            segment_rows);
 }
 
 }  // namespace qvk

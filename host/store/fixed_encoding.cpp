@@ -34,10 +34,8 @@ LaneEncoding::StoredRow FixedEncoding::row_at(const uint8_t *payload, size_t seg
 }  // namespace
 
 std::unique_ptr<Encoding> make_fixed_encoding(ColumnStage &&stage, const LaneValues &values, uint32_t segment_rows) {
-    auto made = std::make_unique<FixedEncoding>();
-    made->family = {KDZK_CLASS_FIXED, 8 * lane_bytes_for(values.row_bytes)};
-    made->encode(stage, values, segment_rows);
-    return made;
+    return make_lane_encoding<FixedEncoding>(stage, values, KDZK_CLASS_FIXED, lane_bytes_for(values.row_bytes),
+                                             segment_rows);
 }
 
 }  // namespace qvk

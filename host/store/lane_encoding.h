@@ -49,6 +49,16 @@ struct LaneEncoding : CodedEncoding {
     void take_in(const ValueView &value, size_t row, std::vector<LaneRow> &rows, Segment &segment);
 };
 
+// An encoding of a kind, in lanes of so many bytes.
+template <typename Made>
+std::unique_ptr<Encoding> make_lane_encoding(const ColumnStage &stage, const LaneValues &values, uint32_t kernel_class,
+                                             uint32_t lane_bytes, uint32_t segment_rows) {
+    auto made = std::make_unique<Made>();
+    made->family = {kernel_class, 8 * lane_bytes};
+    made->encode(stage, values, segment_rows);
+    return made;
+}
+
 // A word from the first bytes at a place, zeros behind them.
 inline uint64_t word_at(const uint8_t *place, uint32_t bytes) {
     uint64_t word = 0;
