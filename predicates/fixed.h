@@ -60,7 +60,8 @@ using FixedRows = EvenRows<InLanes, UnsignedOf<InLanes::kBits>(~uint64_t{0}), Fo
 
 template <int kLaneBits, int kStoredBytes, int kVectors>
 struct FixedRowsInLanes : FixedRows<ElementLanes<kLaneBits, kVectors>, kStoredBytes> {
-    using FixedRows<ElementLanes<kLaneBits, kVectors>, kStoredBytes>::EvenRows;
+    using Base = FixedRows<ElementLanes<kLaneBits, kVectors>, kStoredBytes>;
+    using Base::Base;
 };
 
 // Kept on purpose: behind the last whole block, a key's bytes behind the row's length count as zero, but in equalities
@@ -68,7 +69,8 @@ struct FixedRowsInLanes : FixedRows<ElementLanes<kLaneBits, kVectors>, kStoredBy
 template <int kLaneBits, int kStoredBytes, int kVectors>
 requires(kStoredBytes * 8 < kLaneBits) struct FixedRowsInLanes<kLaneBits, kStoredBytes, kVectors>
     : FixedRows<StridedLanes<kLaneBits, kStoredBytes, kVectors>, kStoredBytes> {
-    using FixedRows<StridedLanes<kLaneBits, kStoredBytes, kVectors>, kStoredBytes>::EvenRows;
+    using Base = FixedRows<StridedLanes<kLaneBits, kStoredBytes, kVectors>, kStoredBytes>;
+    using Base::Base;
     using Value = UnsignedOf<kLaneBits>;
 
     template <Operator op>

@@ -10,25 +10,19 @@ KDZK_DECODE_WIDTHS(KDZK_DEFINE_DECODE)
 
 extern "C" {
 
-[[gnu::used]] static uint64_t decode_8bit_symbols KDZK_VEC_PARAMETERS {
-    return kdzk::decode_unpacked<uint8_t>(dst, src, ctx);
-}
-[[gnu::used]] static uint64_t decode_16bit_symbols KDZK_VEC_PARAMETERS {
-    return kdzk::decode_unpacked<uint16_t>(dst, src, ctx);
-}
-[[gnu::used]] static uint64_t decode_32bit_symbols KDZK_VEC_PARAMETERS {
-    return kdzk::decode_unpacked<uint32_t>(dst, src, ctx);
-}
+uint64_t kdzk_decode_8bit_symbols KDZK_VEC_PARAMETERS { return kdzk::decode_unpacked<uint8_t>(dst, src, ctx); }
+uint64_t kdzk_decode_16bit_symbols KDZK_VEC_PARAMETERS { return kdzk::decode_unpacked<uint16_t>(dst, src, ctx); }
+uint64_t kdzk_decode_32bit_symbols KDZK_VEC_PARAMETERS { return kdzk::decode_unpacked<uint32_t>(dst, src, ctx); }
 
 #define KDZK_NAME_OF_8BIT_SYMBOLS(width)                                                                               \
     uint64_t KDZK_KERNEL(decode_symbol, dict, width, plain)                                                            \
-    KDZK_VEC_PARAMETERS KDZK_SAME_AS(decode_8bit_symbols);
+    KDZK_VEC_PARAMETERS KDZK_SAME_AS(kdzk_decode_8bit_symbols);
 #define KDZK_NAME_OF_16BIT_SYMBOLS(width)                                                                              \
     uint64_t KDZK_KERNEL(decode_symbol, dict, width, plain)                                                            \
-    KDZK_VEC_PARAMETERS KDZK_SAME_AS(decode_16bit_symbols);
+    KDZK_VEC_PARAMETERS KDZK_SAME_AS(kdzk_decode_16bit_symbols);
 #define KDZK_NAME_OF_32BIT_SYMBOLS(width)                                                                              \
     uint64_t KDZK_KERNEL(decode_symbol, dict, width, plain)                                                            \
-    KDZK_VEC_PARAMETERS KDZK_SAME_AS(decode_32bit_symbols);
+    KDZK_VEC_PARAMETERS KDZK_SAME_AS(kdzk_decode_32bit_symbols);
 KDZK_DECODE_TO_8(KDZK_NAME_OF_8BIT_SYMBOLS)
 KDZK_DECODE_TO_16(KDZK_NAME_OF_16BIT_SYMBOLS)
 KDZK_DECODE_TO_32(KDZK_NAME_OF_32BIT_SYMBOLS)
