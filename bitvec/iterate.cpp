@@ -14,8 +14,7 @@ enum class Target : bool { ones, zeros };
 
 constexpr uint64_t end_marker(Family family) { return family == Family::bytes ? KDZK_LBIV_END : KDZK_LBIWV_END; }
 
-// Rows are compared as signed numbers, as hosts know them. So a walk that has ended ends again only as long as
-// word_base, which every further call moves on by a word, stays below 2^31.
+// Rows are compared as signed numbers, as hosts know them.
 bool lies_below(uint32_t row, uint32_t nbits) { return int32_t(row) < int32_t(nbits); }
 
 // The bits of the word at next that can be of interest. The byte-granular form reads no further than the vector's last
@@ -33,7 +32,8 @@ template <Family family, Target target>
 [[gnu::always_inline]] inline bool find_word(kdzk_lbiv_ictx &walk) {
     for (;;) {
         walk.word_base += kWordBits;
-        if (!lies_below(walk.word_base, walk.nbits))
+        // A walk over the most rows there can be ends at 2^31, which is a negative number.
+        if (!lies_below(walk.word_base, walk.nbits) || int32_t(walk.word_base) < 0)
             return false;
         walk.cur = word_at_next<family, target>(walk);
         ++walk.next;

@@ -1,9 +1,9 @@
-// set.h: whether each row's code is in a set, a bit vector over codes. Of the set, a word is read if a code in it
-// occurs, and none behind: hosts may end it with the highest code in use.
+// set.h: whether each row's code is in a set, a bit vector over codes. Of the set, the words up to that of the highest
+// code that occurs are read, and none behind: hosts may end it there.
 //
-// Codes of up to six bits have the set in one word, which becomes a table in a register: a byte shuffle finds the eight
-// bits that a code's upper bits name, another one the bit that its lower three name. Wider codes are numbers, and each
-// reads its word of the set.
+// Sets over codes of up to eight bits become tables in registers: a byte shuffle finds the eight bits that a code's
+// upper bits name, another one the bit that its lower three name. Wider codes are numbers, and each reads its word of
+// the set.
 #pragma once
 
 #include "decode/codes.h"
@@ -18,34 +18,69 @@ inline bool is_in_set(const uint64_t *set, uint64_t code) {
     return load<uint64_t>(at + code / kWordBits * sizeof(uint64_t)) >> code % kWordBits & 1;
 }
 
-// Sets of one word.
+// The first words of a set of up to 256 codes, the others empty.
+struct SetTables {
+    Lanes<8> lower, upper;
+};
+
+[[gnu::noinline]] inline SetTables load_tables(const uint64_t *set, uint32_t words) {
+    uint8_t bytes[2 * kVectorBytes] = {};
+    memcpy(bytes, set, words * sizeof(uint64_t));
+    return {load_lanes<8>(bytes), load_lanes<8>(bytes + kVectorBytes)};
+}
+
+// Sets of up to four words.
 template <int kWidth>
 struct SmallSetTest {
     static constexpr bool kFindsMisses = false;
-    Lanes<8> eighths, single_bits;
+    static constexpr uint32_t kWords = kWidth <= 6 ? 1 : 1 << (kWidth - 6);
+    const uint64_t *set;
+    // Where there are several words, they are loaded as codes come that need them.
+    mutable SetTables tables;
+    mutable uint32_t words;
 
-    explicit SmallSetTest(const uint64_t *set) : eighths(load_low_half<8>(set)), single_bits(bit_of_each()) {}
+    explicit SmallSetTest(const uint64_t *small_set)
+        : set(small_set), tables(load_tables(set, kWords == 1)), words(kWords == 1) {}
 
-    static Lanes<8> bit_of_each() {
-        static constexpr auto kBits = [] {
-            std::array<uint8_t, kVectorBytes> bits{};
-            for (size_t bit = 0; bit < 8; ++bit)
-                bits[bit] = uint8_t(1 << bit);
-            return bits;
-        }();
-        return load_lanes<8>(kBits.data());
+    // As many words as these codes reach into.
+    static uint32_t words_of(Lanes<8> codes) {
+        const uint32_t bit_6 = top_bits(seen_as<8>(shifted_up<1>(seen_as<16>(codes)))), bit_7 = top_bits(codes);
+        return 1 + (bit_7 == 0 ? bit_6 != 0 : 2 + ((bit_6 & bit_7) != 0));
+    }
+
+    template <int gather>
+    [[gnu::always_inline]] static Lanes<8> codes_of_gather(const uint8_t *block) {
+        using Codes = CodesOf<kWidth>;
+        if constexpr (kWidth == 8)
+            return Codes::template codes<gather>(block);
+        else
+            return narrow_numbers(Codes::template codes<2 * gather>(block),
+                                  Codes::template codes<2 * gather + 1>(block));
     }
 
     template <int gather>
     [[gnu::always_inline]] Lanes<8> sixteen_rows(const uint8_t *block) const {
-        using Codes = CodesOf<kWidth>;
-        const Lanes<8> codes =
-            narrow_numbers(Codes::template codes<2 * gather>(block), Codes::template codes<2 * gather + 1>(block));
+        const Lanes<8> codes = codes_of_gather<gather>(block);
+        if (words < kWords) {
+            if (const uint32_t needed = words_of(codes); needed > words) [[unlikely]] {
+                tables = load_tables(set, needed);
+                words = needed;
+            }
+        }
         // A shift of pairs of bytes brings three bits of one into the other.
-        const Lanes<8> upper = seen_as<8>(shifted_down<3>(seen_as<16>(codes)));
-        const Lanes<8> eighth = pick_bytes<8>(eighths, both(upper, spread(uint8_t{0x07})));
-        const Lanes<8> bit = pick_bytes<8>(single_bits, both(codes, spread(uint8_t{0x07})));
-        return equal(both(eighth, bit), bit);
+        const Lanes<8> eighths = both(seen_as<8>(shifted_down<3>(seen_as<16>(codes))), spread(uint8_t(8 * kWords - 1)));
+        const Lanes<8> bit = single_bits(both(codes, spread(uint8_t{0x07})));
+        return equal(both(find(eighths), bit), bit);
+    }
+
+    [[gnu::always_inline]] Lanes<8> find(Lanes<8> eighths) const {
+        if constexpr (kWords * 8 <= kVectorBytes) {
+            return pick_bytes<8>(tables.lower, eighths);
+        } else {
+            // What lies outside a table gets the top bit, which makes a shuffle give zero.
+            return either(pick_bytes<8>(tables.lower, minus(eighths, spread(uint8_t{0x90}))),
+                          pick_bytes<8>(tables.upper, minus(eighths, spread(uint8_t{0x10}))));
+        }
     }
 };
 
@@ -60,13 +95,16 @@ struct LargeSetTest {
         // Backwards, so that a row's bit moves up as those before it come in: a bit test and an addition a row.
         uint32_t result = 0;
         CodeWindow<kWidth>::template for_each<int(kRows), true>(
-            block, [&](uint64_t code) __attribute__((always_inline)) { result = 2 * result + is_in_set(set, code); });
+            block, [&](uint64_t code) __attribute__((always_inline)) {
+                const uint8_t *at = reinterpret_cast<const uint8_t *>(set);
+                result = with_bit_below(result, load<uint64_t>(at + code / kWordBits * sizeof(uint64_t)), code);
+            });
         return UnsignedOf<int(kRows)>(result);
     }
 };
 
 template <int kWidth>
-inline constexpr bool kIsSmallSet = kWidth <= 6;
+inline constexpr bool kIsSmallSet = kWidth <= 8;
 template <int kWidth>
 inline constexpr uint32_t kSetBlockRows = kIsSmallSet<kWidth>       ? 64
                                           : lane_bits(kWidth) <= 16 ? 32

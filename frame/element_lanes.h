@@ -12,6 +12,7 @@ struct ByteRowLanes {
     static constexpr int kBits = kLaneBits, kVectors = kVectorsOfBlock, kPlaceSets = 1;
     static constexpr uint32_t kBlockRows = kVectors * kVectorBytes * 8 / kBits;
     static constexpr bool kReachesTopBit = true;
+    static constexpr int kBitsBehind = 0;
 
     static constexpr int places_of(int) { return 0; }
 

@@ -189,7 +189,7 @@ typedef struct kdzk_vec {
                                     decode: the output array. Bloom destination: its kdzk_bloom_span.
                                     operand: the key, read at the kernel's key width */
     void *lens;                  /* dynp and tz source: length fields of 1, 2 or 4 bits from the high bits of each byte
-                                    down. decode: one u16 length in bytes a row. tz operand: one byte, the key's field */
+                                    down. decode: one u16 length in bytes a row. tz operand: a byte, the key's field */
     uint16_t *row_flags;         /* decode: KDZK_ROW_VALUE or KDZK_ROW_EMPTY a row */
     const kdzk_enc_ctx *enc_ctx; /* source: always set. operand: Bloom filters and 32- and 64-bit fixed keys */
     const uint64_t *filter_bv;   /* source, may be null: ANDed into the result after a predicate scan */
@@ -226,7 +226,8 @@ typedef struct kdzk_exec_ctx {
     uint32_t selective;     /* non-zero with sel_bv: predicate and set kernels visit the selected rows only, instead of
                                scanning all and masking. decode_unpack: walk by iterator instead of by words */
     uint32_t wide_codes;    /* decode_unpack, decode_symbol: 0 for the narrow element type, else 32 bits */
-    uint32_t row_pos;       /* decode: first row to look at on entry, last row dealt with on exit */
+    uint32_t row_pos;       /* decode, decode_unpack: last row dealt with; decode_unpack on entry: first row to look at,
+                               row_count at most */
     const uint32_t *row_list; /* decode: row numbers to process, in any order */
     uint32_t row_list_len;    /* entries in row_list */
     uint32_t start_row;       /* Bloom: first row to probe */
@@ -314,16 +315,33 @@ typedef union kdzk_kernel {
  * decode_unpack  codes as integers in the machine's byte order, without gaps, in data of dst: of 8 bits for widths up
  *                to 8, 16 up to 16, else 32, or of 32 whatever the width where wide_codes says so. Without sel_bv and
  *                row_list all rows from row_pos on; without sel_bv the listed rows; neither looks at the capacity, and
- *                row_pos becomes the last row written. With sel_bv the selected rows from row_pos on, as long as there
- *                is room for row_count of dst elements; nothing is stored behind that room, but something may be in
- *                what is left of it. row_pos becomes the last row dealt with: the next call starts one higher. Kept on
- *                purpose: with no room at all it stays in the walk by words and goes down by one in the other.
+ *                row_pos becomes the last row of the vector or of the list. With sel_bv the selected rows from row_pos
+ *                on, as long as there is room for row_count of dst elements; nothing is stored behind that room, but
+ *                something may be in what is left of it. row_pos becomes the last row dealt with: the next call starts
+ *                one higher. Kept on purpose: with no room at all it stays in the walk by words and goes down by one
+ *                in the other.
  * set            row r's bit is set if bit c of the operand's res_bv is, c being the row's code, and its bit in sel_bv
  *                is (where there is one). row_count of src counts, and filter_bv isn't read, in either body. Of the
- *                set, the words of codes that occur are read, and up to 6 bits the first one. Result words, count,
- *                status and overlap as for predicates; the mark is KDZK_RAN_SELECTIVE_SET.
+ *                set, words up to that of the highest code that occurs are read, and up to 6 bits the first one.
+ *                Result words, count, status and overlap as for predicates; the mark is KDZK_RAN_SELECTIVE_SET.
+ * Overlap        outputs overlap neither each other nor what is read.
  * Returns        decode, decode_symbol: KDZK_STATUS_OK, or KDZK_STATUS_REFUSED for a dict_kind other than 0 and 1, and
  *                then nothing is touched. decode_unpack: KDZK_STATUS_OK, or KDZK_STATUS_NO_HIT with no element. */
+
+/* What the burst kernels do, over a column of runs, rows that follow each other with one value: bits of runs become
+ * bits of rows.
+ *
+ * Runs       run_count of the source's enc_ctx. In the plain forms run_lens has their lengths in rows, and they follow
+ *            each other from row 0; in the _cla forms run_offs_be has the first row of each, ascending, and the row
+ *            behind the last. Their rows lie below row_count of dst. Runs behind the last wanted one aren't looked
+ *            at, nor are data and filter_bv. No slack.
+ * Selection  sel_bv of the context, one bit a run, never null: the wanted runs.
+ * Writes     (row_count + 63) div 64 words of res_bv, with a one for each row of a wanted run; hit_count: the sum of
+ *            the wanted runs' lengths, modulo 2^32.
+ * Returns    KDZK_STATUS_OK if hit_count isn't 0, else KDZK_STATUS_NO_HIT.
+ * Fails      asserts that flags has KDZK_RLE and that res_bv isn't sel_bv, in every build. Where the runtime's
+ *            assertion failure returns, the 8-bit forms give up with hit_count 0, KDZK_STATUS_NO_HIT and the result
+ *            as it was, and the 16-bit forms go on: kept on purpose. */
 
 #define KDZK_TABLE_SLOTS 8192
 #define KDZK_CONSTANT_COUNT 12

@@ -1,6 +1,6 @@
 // kernels.h: the kernels that stand, and the macros that give them their C names. A symbol's name can't be computed, so
-// this is the one place where macros build functions: one line a class, width and form makes ten kernels, their
-// declarations and their slots. Everything else about a kernel follows from its KernelId.
+// here and in the files that emit bodies macros build functions: one line a class, width and form makes ten kernels,
+// their declarations and their slots. Everything else about a kernel follows from its KernelId.
 #pragma once
 
 #include "frame/catalog.h"
@@ -26,6 +26,8 @@
 #define KDZK_DECODE_TO_16(EACH) EACH(9) EACH(10) EACH(11) EACH(12) EACH(13) EACH(14) EACH(15) EACH(16)
 #define KDZK_DECODE_TO_32(EACH) EACH(17) EACH(18) EACH(19) EACH(20) EACH(24) EACH(32)
 #define KDZK_DECODE_WIDTHS(EACH) KDZK_DECODE_TO_8(EACH) KDZK_DECODE_TO_16(EACH) KDZK_DECODE_TO_32(EACH)
+// EACH(width, form), for runs.
+#define KDZK_BURST_KERNELS(EACH) EACH(8, plain) EACH(8, cla) EACH(16, plain) EACH(16, cla)
 // clang-format on
 
 #define KDZK_DICT_KERNELS(EACH, form)                                                                                  \
@@ -59,6 +61,7 @@
 #define KDZK_KERNEL_plain(op, cls, width) kdzk_##op##_##cls##_##width##bit
 #define KDZK_KERNEL_null(op, cls, width) kdzk_##op##_##cls##_##width##bit_null
 #define KDZK_KERNEL_tz(op, cls, width) kdzk_##op##_##cls##_##width##bit_tz
+#define KDZK_KERNEL_cla(op, cls, width) kdzk_##op##_##cls##_##width##bit_cla
 #define KDZK_KERNEL(op, cls, width, form) KDZK_KERNEL_##form(op, cls, width)
 
 // The symbol of its selective body, which no table holds: the kernel's with "_selective" behind it. It takes both keys
@@ -105,11 +108,13 @@
     uint64_t KDZK_KERNEL(decode_symbol, dict, width, plain) KDZK_VEC_PARAMETERS;                                       \
     uint64_t KDZK_KERNEL(set, dict, width, plain) KDZK_ONE_KEY_PARAMETERS;                                             \
     uint64_t KDZK_SELECTIVE(set, dict, width, plain) KDZK_ONE_KEY_PARAMETERS;
+#define KDZK_DECLARE_BURST(width, form) uint64_t KDZK_KERNEL(burst, rle, width, form) KDZK_VEC_PARAMETERS;
 
 extern "C" {
 
 KDZK_PREDICATE_KERNELS(KDZK_DECLARE_PREDICATES)
 KDZK_DECODE_WIDTHS(KDZK_DECLARE_DECODE)
+KDZK_BURST_KERNELS(KDZK_DECLARE_BURST)
 
 // Behind all sum and distinct slots: touches nothing and returns 0.
 uint64_t kdzk_stub(kdzk_vec *dst, const kdzk_vec *src, kdzk_exec_ctx *ctx);

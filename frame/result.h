@@ -27,9 +27,11 @@ inline uint64_t store_count(kdzk_vec *dst, uint32_t count) {
 // The end of a main body: both masks, where there are any, then the count.
 inline uint64_t mask_and_store_count(kdzk_vec *dst, uint32_t rows, const uint64_t *filter_bv, const kdzk_exec_ctx *ctx,
                                      uint32_t count) {
-    keep_rows_in(filter_bv, dst->res_bv, &count, rows);
-    if (ctx)
-        keep_rows_in(ctx->sel_bv, dst->res_bv, &count, rows);
+    const uint64_t *sel_bv = ctx ? ctx->sel_bv : nullptr;
+    if (filter_bv && sel_bv)
+        kdzk_lbiwvand3_dydi(dst->res_bv, &count, dst->res_bv, filter_bv, sel_bv, rows);
+    else
+        keep_rows_in(filter_bv ? filter_bv : sel_bv, dst->res_bv, &count, rows);
     return store_count(dst, count);
 }
 

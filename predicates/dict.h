@@ -2,10 +2,12 @@
 // keeps; kernels compare codes and never look at the dictionary. Codes are a big-endian bit stream, keys are codes in
 // the processor's byte order. In the null form code 0 is NULL.
 //
-// Three ways into lanes: codes of whole bytes are there as they lie, but for their byte order; packed codes are brought
-// there by the plan of packing.h; codes of one bit are a bit vector already (dict_1bit.h).
+// Four ways into lanes: codes of whole bytes are there as they lie, but for their byte order; packed codes are brought
+// there by the plan of packing.h, or through the windows of code_windows.h; codes of one bit are a bit vector already
+// (dict_1bit.h).
 #pragma once
 
+#include "frame/code_windows.h"
 #include "frame/plan_lanes.h"
 #include "frame/row_fetch.h"
 #include "predicates/range_test.h"
@@ -24,6 +26,7 @@ struct PackedLanes {
     static constexpr int kBits = P::kLaneBits, kVectors = P::kVectors, kPlaceSets = P::kPlaceSets;
     static constexpr uint32_t kBlockBytes = P::kBlockBytes, kBlockRows = P::kBlockRows;
     static constexpr bool kReachesTopBit = P::kReachesTopBit;
+    static constexpr int kBitsBehind = 0;
     static_assert(P::bytes_read_behind_block() <= KDZK_DICT_SLACK_BYTES, "a block reads no further than hosts allow");
     static_assert(P::places_of(P::kVectors - 1) < kPlaceSets, "vectors take turns with two sets of places at most");
 
@@ -44,11 +47,39 @@ struct PackedLanes {
     }
 };
 
+// The same codes through windows, where the plan would need lanes of 32 bits.
+template <int kWidth>
+struct WindowLanes {
+    using Windows = CodeWindows<kWidth>;
+    using Block = const uint8_t *;
+    static constexpr int kBits = Windows::kBits, kBitsBehind = Windows::kBitsBehind;
+    static constexpr int kVectors = 8, kPlaceSets = 1;
+    static constexpr uint32_t kBlockRows = kVectors * Windows::kRows, kBlockBytes = kBlockRows * kWidth / 8;
+    static constexpr bool kReachesTopBit = true;
+
+    static constexpr int places_of(int) { return 0; }
+
+    template <bool ordered, int vector>
+    static Lanes<kBits> values(Block block) {
+        const auto windows = Windows::load(block + vector * kWidth);
+        return ordered ? windows : both(windows, value_lanes<ordered, 0>(kLargestCode<kWidth>));
+    }
+    template <bool, int>
+    static Lanes<kBits> value_lanes(DictCode<kWidth> value) {
+        return spread(uint16_t(value << kBitsBehind));
+    }
+};
+
+// By the shape of the codes.
+template <int kWidth>
+using LanesOfCodes = std::conditional_t<
+    fills_elements(kWidth), ElementLanes<kWidth>,
+    std::conditional_t<(kWidth < 16 && lane_bits(kWidth) == 32), WindowLanes<kWidth>, PackedLanes<kWidth>>>;
+
 template <int kWidth, Form form>
 struct Dict {
     using Key = DictCode<kWidth>;
-    using InLanes = std::conditional_t<fills_elements(kWidth), ElementLanes<kWidth>, PackedLanes<kWidth>>;
-    using Rows = EvenRows<InLanes, kLargestCode<kWidth>, form, fetch_code<kWidth>>;
+    using Rows = EvenRows<LanesOfCodes<kWidth>, kLargestCode<kWidth>, form, fetch_code<kWidth>>;
 
     static constexpr KernelClass kClass = KernelClass::dict;
     static constexpr uint8_t kWidthBits = kWidth;

@@ -53,6 +53,12 @@ struct RowGroups {
 
     // What so many rows take whose fields a number holds and nothing else.
     static uint32_t bytes_of(uint64_t fields, uint32_t rows) {
+        if constexpr (Fields::kBits == 4) {
+            // Two fields a byte, then all bytes in the product's highest.
+            constexpr uint64_t every_byte = ~uint64_t{0} / 0xFF;
+            const uint64_t pairs = (fields & every_byte * 0x0F) + (fields >> 4 & every_byte * 0x0F);
+            return rows + uint32_t(pairs * every_byte >> 56);
+        }
         constexpr uint64_t lowest_bits = ~uint64_t{0} / Fields::kLargest;
         uint32_t bytes = rows;
         for (int bit = 0; bit < Fields::kBits; ++bit)
@@ -60,15 +66,20 @@ struct RowGroups {
         return bytes;
     }
 
-    // What the groups of eight bytes of fields take.
-    static uint32_t bytes_of_eight(const uint8_t *lens) {
+    // What up to eight groups take, whose bytes of fields end at `end`. Reads eight of these bytes.
+    static uint32_t bytes_of_groups_before(const uint8_t *end, uint32_t groups) {
         constexpr uint64_t invalid_bits = kLaneBits == 64 ? 0x8888888888888888 : 0;
-        const uint64_t fields = load<uint64_t>(lens);
+        // By two shifts: one of 64 bits isn't defined.
+        const uint32_t half = 32 - 4 * groups;
+        const uint64_t fields = load<uint64_t>(end - 8) >> half >> half;
         if ((fields & invalid_bits) == 0) [[likely]]
-            return bytes_of(fields, 8 * kRows);
+            return bytes_of(fields, groups * kRows);
+        return looked_up_bytes(end - groups, end);
+    }
+    static uint32_t looked_up_bytes(const uint8_t *lens, const uint8_t *end) {
         uint32_t bytes = 0;
-        for (int group = 0; group < 8; ++group)
-            bytes += kTables.bytes[lens[group]];
+        while (lens < end)
+            bytes += kTables.bytes[*lens++];
         return bytes;
     }
 };
@@ -132,9 +143,8 @@ struct DynpRows {
     template <Operator op>
     using BlockTest = RangeTest<InLanes, Value(~uint64_t{0}), Form::plain, op>;
 
-    const uint8_t *next_group;
-    const uint8_t *lens;
-    const uint8_t *next_lens = lens;  // of the next group
+    const uint8_t *payload, *lens;
+    const uint8_t *next_group = payload, *next_lens = lens;
 
     const uint8_t *position() const { return next_group; }
 
@@ -151,10 +161,12 @@ struct DynpRows {
     }
 
     void skip_groups_to(const uint8_t *wanted_lens) {
-        for (; wanted_lens - next_lens >= 8; next_lens += 8)
-            next_group += Groups::bytes_of_eight(next_lens);
-        while (next_lens < wanted_lens)
-            next_group += Groups::kTables.bytes[*next_lens++];
+        for (; wanted_lens - next_lens > 8; next_lens += 8)
+            next_group += Groups::bytes_of_groups_before(next_lens + 8, 8);
+        next_group += wanted_lens - lens < 8
+                          ? Groups::looked_up_bytes(next_lens, wanted_lens)
+                          : Groups::bytes_of_groups_before(wanted_lens, uint32_t(wanted_lens - next_lens));
+        next_lens = wanted_lens;
     }
 
     Value value_at(uint32_t row) {
@@ -162,7 +174,12 @@ struct DynpRows {
         const uint32_t rows_before = row % Groups::kRows;
         const uint32_t fields_before = uint32_t{*next_lens} >> (8 - rows_before * Fields::kBits);
         const uint8_t *at = next_group + Groups::bytes_of(fields_before, rows_before);
-        return load_be_prefix<kLaneBits>(at, Fields::field_at(lens, row) + 1u);
+        const uint32_t bytes = Fields::field_at(lens, row) + 1u;
+        // A lane's worth of bytes that ends with the row's. Only the first rows haven't got as many before their end.
+        const uint8_t *lane = at + bytes - sizeof(Value);
+        if (lane < payload) [[unlikely]]
+            return load_be_prefix<kLaneBits>(at, bytes);
+        return Value(load_be<Value>(lane) << (kLaneBits - 8 * bytes));
     }
 };
 

@@ -3,7 +3,7 @@
 //
 // A way into lanes (InLanes) tells its shape, gives the values of a vector of a block, and puts a value where a
 // vector's values are, for each set of places; both for an equality or in the lanes' order (`ordered`), which some ways
-// always have.
+// always have. Ordered lanes may have bits of other values behind their own (kBitsBehind): they don't change the order.
 #pragma once
 
 #include <algorithm>
@@ -55,6 +55,7 @@ struct RangeTest {
     static constexpr bool kOrdered = !row_of(op).equality;
     static constexpr bool kFindsMisses = finds_misses(op, kLaneForm);
     using Test = LaneTest<InLanes::kBits, kLaneForm>;
+    static_assert(!kOrdered || InLanes::kBitsBehind == 0 || kLaneForm == LaneForm::outside);
 
     Test first_places, second_places;  // the same, but where vectors take turns
     bool none;
@@ -66,8 +67,10 @@ struct RangeTest {
 
     template <int set>
     static Test test_at(ClosedRange<Value> range) {
+        constexpr int bits_behind = kOrdered ? InLanes::kBitsBehind : 0;
+        const auto behind_last = spread(UnsignedOf<InLanes::kBits>((uint64_t{1} << bits_behind) - 1));
         return Test(InLanes::template value_lanes<kOrdered, set>(range.first),
-                    InLanes::template value_lanes<kOrdered, set>(range.last));
+                    either(InLanes::template value_lanes<kOrdered, set>(range.last), behind_last));
     }
 
     bool passes_none() const { return none; }

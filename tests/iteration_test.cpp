@@ -87,6 +87,20 @@ TEST_P(IterationTest, BatchesStopAtTheirSizeOrTheEnd) {
             }
 }
 
+TEST_P(IterationTest, EndsAtTheLastRowThereCanBe) {
+    constexpr uint32_t kMostRows = 0x7FFFFFFF, kLastWord = kMostRows / 64;
+    const uint64_t last_word = 5;
+    const auto at = reinterpret_cast<uintptr_t>(memory_.ending_with(&last_word, sizeof last_word));
+    kdzk_lbiv_ictx walk;
+    kdzk_lbiv_ictx_ini2_dydi(&walk, reinterpret_cast<const uint64_t *>(at - 8 * uint64_t{kLastWord}), kMostRows, 0,
+                             uint64_t{kLastWord} * 64);
+    uint32_t rows[4];
+    const auto take = GetParam() == Unit::byte ? kdzk_lbivones_dydi : kdzk_lbiwvones_dydi;
+    EXPECT_EQ(take(&walk, rows, 4), 2u);
+    EXPECT_EQ(rows[1], kLastWord * 64 + 2);
+    EXPECT_EQ(take(&walk, rows, 4), 0u);
+}
+
 INSTANTIATE_TEST_SUITE_P(, IterationTest, testing::Values(Unit::byte, Unit::word),
                          [](const auto &info) { return info.param == Unit::byte ? "lbiv" : "lbiwv"; });
 

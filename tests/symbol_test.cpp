@@ -96,6 +96,7 @@ class SymbolTest : public testing::TestWithParam<Kernel> {
         }
         ASSERT_TRUE(addresses_.unchanged_but(static_cast<uint8_t *>(dst_.data), 8 * list_.size()));
         ASSERT_TRUE(lengths_.unchanged_but(static_cast<uint8_t *>(dst_.lens), 2 * list_.size()));
+        ASSERT_TRUE(flags_.unchanged_but(reinterpret_cast<uint8_t *>(dst_.row_flags), 2 * list_.size()));
     }
 
     std::vector<uint64_t> random_codes(size_t rows, uint64_t below) {
@@ -162,6 +163,9 @@ TEST_P(SymbolTest, LeavesAloneWhatItNeedNotTouch) {
     encoding_.flags = KDZK_ENC_YPAK;
     EXPECT_EQ(call(), KDZK_STATUS_OK);
     EXPECT_TRUE(addresses_.unchanged_but(static_cast<uint8_t *>(dst_.data), 0));
+    EXPECT_EQ(dst_.hit_count, 20u);
+    EXPECT_EQ(context_.row_pos, is_packed() ? list_.back() : 99);
+    context_.row_pos = 99;
     for (size_t at = 0; at < 20; ++at) {
         EXPECT_EQ(entry<uint16_t>(dst_.lens, at), 0);
         EXPECT_EQ(entry<uint16_t>(dst_.row_flags, at), KDZK_ROW_EMPTY);
@@ -170,6 +174,8 @@ TEST_P(SymbolTest, LeavesAloneWhatItNeedNotTouch) {
         encoding_.dict_kind = kind;
         EXPECT_EQ(call(), KDZK_STATUS_REFUSED);
         EXPECT_EQ(dst_.hit_count, 0xDEADBEEF);
+        EXPECT_EQ(context_.row_pos, 99u);
+        EXPECT_TRUE(addresses_.unchanged_but(static_cast<uint8_t *>(dst_.data), 0));
         EXPECT_TRUE(lengths_.unchanged_but(static_cast<uint8_t *>(dst_.lens), 0));
         EXPECT_TRUE(flags_.unchanged_but(reinterpret_cast<uint8_t *>(dst_.row_flags), 0));
     }
@@ -190,7 +196,10 @@ TEST_P(CompressedCodesTest, AreDecodedUnderTheKernelsNameAndKept) {
         support::HostStandIn host;
         host.slack = 8;
         host.decode_fails = true;
-        std::vector<uint8_t> stream = reference::write_codes(std::vector<uint64_t>(40, 1), kernel.width_bits);
+        std::vector<uint64_t> codes(40);
+        for (size_t row = 1; row < 40; row += 2)
+            codes[row] = 1;
+        std::vector<uint8_t> stream = reference::write_codes(codes, kernel.width_bits);
         void *holder = nullptr;
         host.holder = &holder;
         const std::vector<uint8_t> length = {0, 1};
@@ -224,11 +233,23 @@ TEST_P(CompressedCodesTest, AreDecodedUnderTheKernelsNameAndKept) {
             const uint64_t status =
                 kernel.operation == KDZK_OP_SET ? entry.key(&dst, &src, &operand, &ctx) : entry.vec(&dst, &src, &ctx);
             EXPECT_EQ(status, KDZK_STATUS_OK);
-            EXPECT_EQ(dst.hit_count, kernel.operation == KDZK_OP_DECODE ? 2u : 8u);
+            EXPECT_EQ(dst.hit_count, kernel.operation == KDZK_OP_DECODE ? 2u
+                                     : kernel.operation == KDZK_OP_SET  ? 4u
+                                                                        : 8u);
         };
         EXPECT_TRUE(leaves_by_jump(host, call));
         EXPECT_EQ(flags[0], kernel.operation == KDZK_OP_DECODE ? 0 : 0xEEEE);
+        std::fill(stream.begin(), stream.end(), uint8_t{0});  // it has been read
         call();
+        if (kernel.operation == KDZK_OP_SET) {
+            EXPECT_EQ(output[0], 0xAA00u);
+        } else if (kernel.operation == KDZK_OP_DECODE) {
+            EXPECT_EQ(std::vector(output.begin(), output.begin() + 2), (std::vector<uint64_t>{1, 1}));
+        } else {
+            const size_t element_bytes = kernel.width_bits <= 8 ? 1 : kernel.width_bits <= 16 ? 2 : 4;
+            for (size_t at = 0; at < 8; ++at)
+                EXPECT_EQ(reinterpret_cast<const uint8_t *>(output.data())[at * element_bytes], at % 2);
+        }
         const std::vector<std::string> expected = {
             support::call_text("alloc", host.services.heap, src.decomp_len, name_of(kernel) + ": vec1_decomp", 8, 16,
                                17),

@@ -33,14 +33,15 @@ class UnpackTest : public testing::TestWithParam<Kernel> {
         context_.row_list = static_cast<uint32_t *>(support::unreadable());
     }
 
-    // Room for so many elements before an unreadable page.
+    // Room for so many elements before an unreadable page. Without a selection nothing but the room may count.
     uint64_t call(uint64_t capacity, bool wide) {
         context_.wide_codes = wide ? 0x80 : 0;
         output_.restore();
         const size_t bytes = capacity * element_bytes(wide);
         written_ = output_.ending(bytes);
         dst_.data = written_;
-        dst_.row_count = static_cast<uint32_t>(capacity);
+        dst_.row_count = context_.sel_bv ? static_cast<uint32_t>(capacity) : 1;
+        context_.selective = context_.sel_bv ? context_.selective : 1;
         dst_.hit_count = 0xDEADBEEF;
         const uint64_t status = kdzk_dispatch_table[slot_of(GetParam())].vec(&dst_, &src_, &context_);
         EXPECT_TRUE(output_.unchanged_but(written_, bytes));

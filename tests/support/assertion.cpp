@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 extern "C" void __assert_fail(const char *expression, const char *file, unsigned line, const char *function) {
-    support::last_assertion.expression = expression;
+    support::last_assertion.expressions.push_back(expression);
     support::last_assertion.file = file;
     if (support::last_assertion.returns)
         return;

@@ -1,12 +1,14 @@
-// assertion.h: what the runtime's assertion failure was last told. Unless a test lets it return, it ends the process.
+// assertion.h: what the runtime's assertion failure was told. Unless a test lets it return, it ends the process.
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace support {
 
 struct Assertion {
-    std::string expression, file;
+    std::vector<std::string> expressions;
+    std::string file;
     bool returns = false;
 };
 inline Assertion last_assertion;

@@ -33,7 +33,10 @@ constexpr Entry entry(KernelId id, kdzk_vec_fn kernel) { return {id, {.vec = ker
     KDZK_ENTRY(decode_symbol, dict, width, plain)                                                                      \
     KDZK_ENTRY(set, dict, width, plain)
 
-constexpr Entry kKernels[] = {KDZK_PREDICATE_KERNELS(KDZK_PREDICATE_ENTRIES) KDZK_DECODE_WIDTHS(KDZK_DECODE_ENTRIES)};
+#define KDZK_BURST_ENTRY(width, form) KDZK_ENTRY(burst, rle, width, form)
+
+constexpr Entry kKernels[] = {KDZK_PREDICATE_KERNELS(KDZK_PREDICATE_ENTRIES) KDZK_DECODE_WIDTHS(KDZK_DECODE_ENTRIES)
+                                  KDZK_BURST_KERNELS(KDZK_BURST_ENTRY)};
 
 // Calls visit(entry) for every live slot. The stubs follow a rule: dict has sum and distinct up to 32 bits, fixed has
 // sum at its lanes' widths.

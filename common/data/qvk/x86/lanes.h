@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <type_traits>
+#include <utility>
 
 namespace kdzk {
 
@@ -150,6 +151,17 @@ Lanes<32> shifted_down(Lanes<32> a) {
     return {_mm_srli_epi32(a.raw, kCount)};
 }
 
+// Towards its high end.
+template <int kCount>
+Lanes<16> shifted_up(Lanes<16> a) {
+    return {_mm_slli_epi16(a.raw, kCount)};
+}
+
+// By a count that a call knows; one beyond the lane leaves zero.
+inline Lanes<32> shifted_down(Lanes<32> a, uint32_t count) {
+    return {_mm_srl_epi32(a.raw, _mm_cvtsi32_si128(int(count)))};
+}
+
 // Two vectors of numbers in one, a's lanes first, each lane half as wide. Every number fits, as an unsigned one.
 inline Lanes<8> narrow_numbers(Lanes<16> a, Lanes<16> b) { return {_mm_packus_epi16(a.raw, b.raw)}; }
 inline Lanes<16> narrow_numbers(Lanes<32> a, Lanes<32> b) { return {_mm_packus_epi32(a.raw, b.raw)}; }
@@ -196,8 +208,37 @@ inline Lanes<8> bits_reversed(Lanes<8> lanes) {
                   pick_bytes<8>(load_lanes<8>(kReversed.data()), high));
 }
 
+// In each byte lane the bit that the lane's number means. Numbers are below 8.
+inline Lanes<8> single_bits(Lanes<8> numbers) {
+    static constexpr auto kBits = [] {
+        std::array<uint8_t, kVectorBytes> bits{};
+        for (size_t bit = 0; bit < 8; ++bit)
+            bits[bit] = uint8_t(1 << bit);
+        return bits;
+    }();
+    return pick_bytes<8>(load_lanes<8>(kBits.data()), numbers);
+}
+
+// Byte i is byte_at(i).
+template <typename ByteAt>
+[[gnu::always_inline]] inline Lanes<8> gathered_bytes(ByteAt byte_at) {
+    return [&]<int... lane>(std::integer_sequence<int, lane...>) __attribute__((always_inline)) {
+        __m128i bytes = _mm_cvtsi32_si128(byte_at(0));
+        ((bytes = _mm_insert_epi8(bytes, byte_at(lane + 1), lane + 1)), ...);
+        return Lanes<8>{bytes};
+    }
+    (std::make_integer_sequence<int, kVectorBytes - 1>());
+}
+
 // One bit a byte lane, the lane's top bit, lane 0 lowest.
 inline uint32_t top_bits(Lanes<8> lanes) { return uint32_t(_mm_movemask_epi8(lanes.raw)); }
+
+// Moves the bits up by one and puts bit `place` of word, taken modulo 64, below them. Two instructions, for which
+// compilers take four.
+[[gnu::always_inline]] inline uint32_t with_bit_below(uint32_t bits, uint64_t word, uint64_t place) {
+    __asm__("bt %2, %1\n\tadc %0, %0" : "+r"(bits) : "r"(word), "r"(place) : "cc");
+    return bits;
+}
 
 inline uint64_t low_word(Lanes<64> lanes) { return uint64_t(_mm_cvtsi128_si64(lanes.raw)); }
 inline uint64_t high_word(Lanes<64> lanes) { return uint64_t(_mm_extract_epi64(lanes.raw, 1)); }
