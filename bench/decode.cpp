@@ -107,8 +107,17 @@ void register_unpack(uint32_t width, uint32_t rows) {
     const std::string name = name_of(KDZK_OP_DECODE_UNPACK, width);
     for (const uint32_t wide : {0u, 1u}) {
         const std::string element = wide ? ":wide" : "";
-        const std::string all = name + element + "/all";
-        measure_call(all, KDZK_OP_DECODE_UNPACK, width, rows, [=](Call &call) { call.context.wide_codes = wide; });
+        const std::string all = name + element + "/all", plain = "plain_" + all;
+        const uint32_t element_bits = wide || width > 16 ? 32 : width > 8 ? 16 : 8;
+        measure(plain, "", {size_t{rows} * width / 8, rows}, [=] {
+            const auto call = std::make_shared<Call>(KDZK_OP_DECODE_UNPACK, width, rows);
+            return [=] {
+                plain_unpack(width, element_bits)({shared_bytes(), nullptr, rows}, call->output.data());
+                benchmark::ClobberMemory();
+            };
+        });
+        const auto prepare = [=](Call &call) { call.context.wide_codes = wide; };
+        measure_call(all, KDZK_OP_DECODE_UNPACK, width, rows, prepare, plain);
         for (const uint32_t one_in : {1u, 2u, 10u, 100u})
             measure_call(
                 name + element + "/1_in_" + std::to_string(one_in), KDZK_OP_DECODE_UNPACK, width, rows,
@@ -121,11 +130,22 @@ void register_unpack(uint32_t width, uint32_t rows) {
 }
 
 void register_set(uint32_t width, uint32_t rows) {
-    measure_call(name_of(KDZK_OP_SET, width) + "/all", KDZK_OP_SET, width, rows, [=](Call &call) {
+    const std::string all = name_of(KDZK_OP_SET, width) + "/all", plain = "plain_" + all;
+    const auto prepare = [=](Call &call) {
         call.lay_small_codes(width);
         call.set = random_bits(uint64_t{1} << std::min(width, 16u), 2);
         call.operand.res_bv = call.set.data();
+    };
+    measure(plain, "", {size_t{rows} * width / 8, rows}, [=] {
+        const auto call = std::make_shared<Call>(KDZK_OP_SET, width, rows);
+        prepare(*call);
+        return [=] {
+            const PlainRows codes = {call->payload.data(), nullptr, rows};
+            benchmark::DoNotOptimize(plain_set_test(width)(codes, call->set.data(), call->destination.res_bv));
+            benchmark::ClobberMemory();
+        };
     });
+    measure_call(all, KDZK_OP_SET, width, rows, prepare, plain);
 }
 
 // The same gather in a plain loop.

@@ -16,3 +16,9 @@ void register_small_predicate_calls();
 
 // Unpacking, sets, and symbols by list and of unpacked codes.
 void register_decoding();
+
+// Bloom probes.
+void register_bloom();
+
+// Bits of runs to bits of rows.
+void register_bursts();

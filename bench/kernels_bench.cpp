@@ -26,10 +26,8 @@ void register_machine(const WorkingSet &set) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (!begin_program(argc, argv))
         return 2;
-    measure(kDependentAdds, "", {0, 1 << 16}, [] { return [] { benchmark::DoNotOptimize(dependent_adds(1 << 16)); }; });
     for (const WorkingSet &set : working_sets()) {
         register_machine(set);
         register_bit_vectors(set);
@@ -37,6 +35,8 @@ int main(int argc, char **argv) {
     }
     register_small_predicate_calls();
     register_decoding();
+    register_bursts();
+    register_bloom();
     for (const uint32_t one_in : {100u, 10u, 2u})
         register_iteration(one_in);
     RateTable table;

@@ -107,19 +107,41 @@ struct DynpRow {
     }
 };
 
-template <typename Row, Comparison comparison>
-uint32_t scan_plainly(const PlainRows &rows, uint64_t lower, uint64_t upper, uint64_t *res_bv) {
-    Row row(rows);
+// Gathers the bits that test(row) gives, word by word; returns how many are set.
+template <typename Test>
+uint32_t gather_bits(const PlainRows &rows, uint64_t *res_bv, Test test) {
     uint32_t hits = 0;
     for (uint32_t first = 0; first < rows.count; first += 64) {
         const uint32_t in_word = std::min(64u, rows.count - first);
         uint64_t bits = 0;
         for (uint32_t i = 0; i < in_word; ++i)
-            bits |= uint64_t{passes<comparison>(row.next(first + i), lower, upper)} << i;
+            bits |= uint64_t{test(first + i)} << i;
         res_bv[first / 64] = bits;
         hits += uint32_t(std::popcount(bits));
     }
     return hits;
+}
+
+template <typename Row, Comparison comparison>
+uint32_t scan_plainly(const PlainRows &rows, uint64_t lower, uint64_t upper, uint64_t *res_bv) {
+    Row row(rows);
+    return gather_bits(rows, res_bv, [&](uint64_t at) { return passes<comparison>(row.next(at), lower, upper); });
+}
+
+template <uint32_t kWidth>
+uint32_t test_set_plainly(const PlainRows &rows, const uint64_t *set, uint64_t *res_bv) {
+    return gather_bits(rows, res_bv, [&](uint64_t at) {
+        const uint64_t code = code_at<kWidth>(rows.payload, at);
+        return (set[code / 64] >> code % 64 & 1) != 0;
+    });
+}
+
+template <uint32_t kWidth, typename Element>
+void unpack_plainly(const PlainRows &rows, uint8_t *to) {
+    for (uint32_t row = 0; row < rows.count; ++row) {
+        const Element code = Element(code_at<kWidth>(rows.payload, row));
+        std::memcpy(to + row * sizeof code, &code, sizeof code);
+    }
 }
 
 template <template <uint32_t> typename Row, Comparison comparison, uint32_t... width>
@@ -155,6 +177,59 @@ PlainScan plain_scan(uint32_t width_bits, Comparison comparison) {
 
 PlainScan plain_dynp_scan(uint32_t lane_bits, Comparison comparison) {
     return find_scan<DynpRow>(lane_bits, comparison, std::integer_sequence<uint32_t, 16, 32, 64>());
+}
+
+PlainUnpack plain_unpack(uint32_t width_bits, uint32_t element_bits) {
+    return [&]<uint32_t... less>(std::integer_sequence<uint32_t, less...>) {
+        PlainUnpack found = nullptr;
+        ((less + 1 == width_bits ? void(found = element_bits == 8    ? unpack_plainly<less + 1, uint8_t>
+                                                : element_bits == 16 ? unpack_plainly<less + 1, uint16_t>
+                                                                     : unpack_plainly<less + 1, uint32_t>)
+                                 : void()),
+         ...);
+        return found;
+    }
+    (std::make_integer_sequence<uint32_t, 32>());
+}
+
+PlainSetTest plain_set_test(uint32_t width_bits) {
+    return [&]<uint32_t... less>(std::integer_sequence<uint32_t, less...>) {
+        PlainSetTest found = nullptr;
+        ((less + 1 == width_bits ? void(found = test_set_plainly<less + 1>) : void()), ...);
+        return found;
+    }
+    (std::make_integer_sequence<uint32_t, 32>());
+}
+
+uint32_t probe_filter(const void *hashes, const void *filter, uint32_t mask, uint32_t rows, uint64_t *res_bv) {
+    const auto *const elements = static_cast<const uint8_t *>(hashes), *const bytes =
+                                                                           static_cast<const uint8_t *>(filter);
+    uint32_t hits = 0;
+    for (uint32_t row = 0; row < rows; row += 64) {
+        uint64_t word = 0;
+        for (uint32_t i = 0; i < 64; ++i) {
+            const uint32_t bit = load_swapped<uint32_t>(elements + 4 * size_t{row + i}) & mask;
+            word |= uint64_t{bytes[bit / 8] >> bit % 8 & 1u} << i;
+        }
+        res_bv[row / 64] = word;
+        hits += uint32_t(std::popcount(word));
+    }
+    return hits;
+}
+
+uint32_t probe_filter_rows(const void *hashes, const void *filter, uint32_t mask, const uint32_t *rows, uint64_t count,
+                           uint64_t *res_bv) {
+    const auto *const elements = static_cast<const uint8_t *>(hashes), *const bytes =
+                                                                           static_cast<const uint8_t *>(filter);
+    uint32_t hits = 0;
+    for (uint64_t i = 0; i < count; ++i) {
+        const uint32_t row = rows[i], bit = load_swapped<uint32_t>(elements + 4 * size_t{row}) & mask;
+        if (bytes[bit / 8] >> bit % 8 & 1) {
+            res_bv[row / 64] |= uint64_t{1} << row % 64;
+            ++hits;
+        }
+    }
+    return hits;
 }
 
 uint64_t dependent_adds(uint64_t count) {

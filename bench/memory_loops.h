@@ -39,5 +39,17 @@ PlainScan plain_scan(uint32_t width_bits, Comparison comparison);
 // For lanes of 16, 32 and 64 bits: walks from row to row by their lengths.
 PlainScan plain_dynp_scan(uint32_t lane_bits, Comparison comparison);
 
+// Codes of 1 to 32 bits to integers of element_bits, 8, 16 or 32, and codes to the bits that set has for them.
+using PlainUnpack = void (*)(const PlainRows &rows, uint8_t *to);
+using PlainSetTest = uint32_t (*)(const PlainRows &rows, const uint64_t *set, uint64_t *res_bv);
+PlainUnpack plain_unpack(uint32_t width_bits, uint32_t element_bits);
+PlainSetTest plain_set_test(uint32_t width_bits);
+
+// A flat Bloom filter of so many bits, less one, probed with big-endian hashes of 32 bits: all rows, a multiple of 64,
+// and listed ones. Both return the hits.
+uint32_t probe_filter(const void *hashes, const void *filter, uint32_t mask, uint32_t rows, uint64_t *res_bv);
+uint32_t probe_filter_rows(const void *hashes, const void *filter, uint32_t mask, const uint32_t *rows, uint64_t count,
+                           uint64_t *res_bv);
+
 // So many additions, each waiting for the one before: one cycle each.
 uint64_t dependent_adds(uint64_t count);

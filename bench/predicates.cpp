@@ -57,6 +57,7 @@ struct Subject {
         const size_t rows = bytes * 8 / row_bits;
         return std::min<size_t>(is_dynp() ? rows - rows / 64 : rows, (size_t{1} << 31) - 1);
     }
+    Work work_in(size_t bytes) const { return {rows_in(bytes) * row_bits / 8, rows_in(bytes)}; }
 };
 
 // Length fields of random rows: valid ones, so that at 64 bits a field's top bit is clear.
@@ -72,7 +73,7 @@ std::vector<uint8_t> random_lens(const Subject &subject, size_t rows) {
 struct Scan {
     uint32_t slot;
     uint64_t lower, upper;
-    std::vector<uint64_t> result, selection;
+    std::vector<uint64_t> result, selection, filter;
     std::vector<uint8_t> lens;
     uint8_t key_field = 0;
     kdzk_enc_ctx encoding = {};
@@ -125,7 +126,7 @@ struct Scan {
 };
 
 void register_plain_scan(const WorkingSet &set, const Subject &subject) {
-    const Work work = {set.bytes, subject.rows_in(set.bytes)};
+    const Work work = subject.work_in(set.bytes);
     const uint64_t largest = ~uint64_t{0} >> (64 - subject.value_bits());
     const uint64_t lower = largest / 4 + 1, upper = largest - largest / 4;
     measure(subject.plain_name() + "/" + set.name, "read/" + set.name, work, [=] {
@@ -151,6 +152,25 @@ void measure_scan(const std::string &set, const Subject &subject, Work work, uin
         return [scan] { (*scan)(); };
     };
     measure(subject.name() + "/" + set, "read/" + set, tested, body, subject.plain_name() + "/" + set);
+}
+
+// Scans of bytes under one mask, the source's filter, and under two, a selection besides.
+void register_masked_scans(const WorkingSet &set) {
+    for (const uint32_t operation : {KDZK_OP_EQ, KDZK_OP_GE_LE})
+        for (const bool two_masks : {false, true}) {
+            const Subject subject = {kdzk_slot(KDZK_CLASS_DICT, 8, operation, KDZK_FORM_PLAIN), 8};
+            const Work work = subject.work_in(set.bytes);
+            const std::string name = subject.name() + (two_masks ? ":2_masks/" : ":1_mask/") + set.name;
+            measure(name, "read/" + set.name, work, [=] {
+                const auto scan = std::make_shared<Scan>(subject, uint32_t(work.rows), 0);
+                scan->filter.assign(shared_words(), shared_words() + work.rows / 64 + 1);
+                scan->source.filter_bv = scan->filter.data();
+                if (two_masks)
+                    scan->selection = scan->filter;
+                scan->context.sel_bv = two_masks ? scan->selection.data() : nullptr;
+                return [scan] { (*scan)(); };
+            });
+        }
 }
 
 bool is_live(uint32_t slot) {
@@ -189,8 +209,9 @@ void register_predicates(const WorkingSet &set) {
             plain_loops.push_back(subject.plain_name());
             register_plain_scan(set, subject);
         }
-        measure_scan(set.name, subject, {set.bytes, subject.rows_in(set.bytes)});
+        measure_scan(set.name, subject, subject.work_in(set.bytes));
     }
+    register_masked_scans(set);
 }
 
 void register_small_predicate_calls() {

@@ -41,6 +41,10 @@ void measure(const std::string &name, const std::string &machine_loop, Work work
 // By this benchmark, one item a cycle, rates become cycles.
 inline constexpr const char *kDependentAdds = "dependent_adds/core";
 
+// Begins a benchmark program: takes the arguments of Google Benchmark and our own, --csv=FILE, into which the table
+// goes besides, and registers the chain of additions. False, with a message, where other arguments are left.
+bool begin_program(int argc, char **argv);
+
 // Keeps the best of the repetitions and prints a table at the end: rates, rows a cycle, share of the machine loop,
 // multiple of the plain one.
 class RateTable : public benchmark::ConsoleReporter {
@@ -57,5 +61,12 @@ class RateTable : public benchmark::ConsoleReporter {
     double cycles_per_second() const { return best_of(kDependentAdds).rows_per_second; }
 
   private:
+    // Zero where there is nothing to compare with.
+    struct Ratios {
+        double rows_a_cycle, of_machine, of_plain;
+    };
+    Ratios ratios_of(const NamedRate &rate) const;
+    void write_csv(const std::string &path) const;
+
     std::map<std::string, Rate> best_;
 };

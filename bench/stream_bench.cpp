@@ -225,11 +225,9 @@ class StreamTable : public RateTable {
 }  // namespace
 
 int main(int argc, char **argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (!begin_program(argc, argv))
         return 2;
     const std::vector<Text> all = texts();
-    measure(kDependentAdds, "", {0, 1 << 16}, [] { return [] { benchmark::DoNotOptimize(dependent_adds(1 << 16)); }; });
     for (const Text &text : all) {
         register_decoders(text);
         register_encoders(text);
