@@ -28,24 +28,31 @@ std::string title(const Column &column) {
 
 std::string kernels_of_typical(const Encoding &encoding, const Predicate &predicate) {
     std::string text;
-    for (const KernelCall &call : encoding.typical_scan(predicate).any_of) {
-        const std::string name = kernel_name(*encoding.kernels(), call.operation, call.form);
+    const ColumnScan scan = encoding.typical_scan(predicate);
+    if (scan.rows == ColumnScan::Rows::probed) {
+        return kernel_name(kProbe);
+    }
+    for (const KernelCall &call : scan.any_of) {
+        const std::string name = kernel_name({*encoding.kernels(), call.operation, call.form});
         if (text.find(name) == text.npos) {
             text += (text.empty() ? "" : ", ") + name;
         }
     }
-    return text.empty() ? "no kernel needed" : text;
+    return text;
 }
 
 // A list may be short or long.
 std::string kernels_of(const Encoding &encoding, Predicate predicate) {
-    const std::string few = kernels_of_typical(encoding, predicate);
-    if (predicate.values.size() < 2) {
-        return few;
+    std::string text = kernels_of_typical(encoding, predicate);
+    if (text.empty()) {
+        return "no kernel needed";
     }
-    predicate.values.resize(kManyValues);
-    const std::string many = kernels_of_typical(encoding, predicate);
-    return few == many ? few : few + " or " + many;
+    if (predicate.values.size() > 1) {
+        predicate.values.resize(kManyValues);
+        const std::string many = kernels_of_typical(encoding, predicate);
+        text += many == text ? "" : " or " + many;
+    }
+    return encoding.burst() ? text + ", " + kernel_name(*encoding.burst()) : text;
 }
 
 bool compares_values(Operation operation) {
@@ -66,7 +73,7 @@ bool is_own_pattern(sqlite3 *db, Operation operation) {
 // Why a constraint is left to SQLite, or null.
 const char *reason_to_leave(const Column &column, const ColumnShape &shape, Operation operation, const char *collation,
                             sqlite3 *db) {
-    if (!column.encoding->kernels()) {
+    if (!column.encoding->kernels() && operation != Operation::in) {
         return "left to SQLite";
     }
     if (is_pattern(operation) && (!column.encoding->dictionary() || !is_own_pattern(db, operation))) {
@@ -90,7 +97,20 @@ struct LeftOver {
     }
 };
 
-std::string describe(const Table &table, const Plan &plan, const LeftOver &left_over) {
+// Of the columns that the statement mentions, whose values it may ask for. The last bit of used stands for all columns
+// from there on.
+std::string decoded_columns(const Table &table, sqlite3_uint64 used) {
+    std::string names;
+    for (size_t column = 0; column < table.columns.size(); ++column) {
+        const Dictionary *dictionary = table.columns[column].encoding->dictionary();
+        if ((used >> std::min<size_t>(column, 63) & 1) != 0 && dictionary && dictionary->has_symbols()) {
+            names += (names.empty() ? "" : ", ") + table.columns[column].name;
+        }
+    }
+    return names.empty() ? "" : "values of " + names + ": kdzk_decode or kdzk_decode_unpack, kdzk_decode_symbol";
+}
+
+std::string describe(const Table &table, const Plan &plan, const LeftOver &left_over, sqlite3_uint64 used) {
     std::vector<Predicate> conjunction;
     for (const Constraint &constraint : plan) {
         add_conjunct(conjunction, predicate_shape(constraint));
@@ -101,7 +121,9 @@ std::string describe(const Table &table, const Plan &plan, const LeftOver &left_
         text += (text.empty() ? "" : "; ") + title(column) + kernels_of(*column.encoding, predicate);
     }
     text += text.empty() || left_over.text.empty() ? left_over.text : "; " + left_over.text;
-    return text.empty() ? "all rows" : text;
+    text += text.empty() ? "all rows" : "";
+    const std::string decoded = decoded_columns(table, used);
+    return decoded.empty() ? text : text + "; " + decoded;
 }
 
 // The share of rows that a constraint is expected to let through, its value being unknown.
@@ -158,24 +180,23 @@ void choose_plan(sqlite3 *db, const Table &table, const Source &source, sqlite3_
         if (!offered.usable || offered.iColumn < 0 || !operation) {
             continue;
         }
-        Constraint constraint{static_cast<uint32_t>(offered.iColumn), *operation, false};
+        const bool is_list = sqlite3_vtab_in(info, at, -1) != 0;
+        Constraint constraint{static_cast<uint32_t>(offered.iColumn), is_list ? Operation::in : *operation, false};
         const Column &column = table.columns[constraint.column];
         const ColumnShape &shape = source.columns[constraint.column];
-        if (const char *reason = reason_to_leave(column, shape, *operation, sqlite3_vtab_collation(info, at), db)) {
+        const char *collation = sqlite3_vtab_collation(info, at);
+        if (const char *reason = reason_to_leave(column, shape, constraint.operation, collation, db)) {
             left_over.add(column, reason);
             continue;
         }
-        if (sqlite3_vtab_in(info, at, 1)) {
-            constraint.operation = Operation::in;
-        } else {
-            constraint.literal_text = compares_values(*operation) && is_literal_text(info, at);
-        }
+        sqlite3_vtab_in(info, at, is_list);
+        constraint.literal_text = !is_list && compares_values(*operation) && is_literal_text(info, at);
         plan.push_back(constraint);
         info->aConstraintUsage[at].argvIndex = static_cast<int>(plan.size());
         info->aConstraintUsage[at].omit = surely_exact(shape, constraint);
     }
     estimate(table, plan, info);
-    const std::string text = describe(table, plan, left_over) + ' ' + write_plan(plan);
+    const std::string text = describe(table, plan, left_over, info->colUsed) + ' ' + write_plan(plan);
     info->idxStr = sqlite3_mprintf("%s", text.c_str());
     info->needToFreeIdxStr = 1;
     if (!info->idxStr) {

@@ -31,9 +31,9 @@ std::vector<ReportRow> stats_of(const VirtualTable &table, const std::string &) 
         const PayloadBytes payload = payload_bytes(encoding);
         rows.push_back({text(column.name), text(encoding.name()),
                         encoding.width_bits() > 0 ? number(encoding.width_bits()) : Value(),
-                        dictionary ? number(dictionary->size()) : Value(), number(encoding.bytes()),
-                        number(column.source_bytes), number(payload.packed), number(payload.stored),
-                        number(payload.decoded)});
+                        dictionary ? number(dictionary->size()) : Value(),
+                        number(encoding.bytes() + column.hashes->bytes()), number(column.source_bytes),
+                        number(payload.packed), number(payload.stored), number(payload.decoded)});
     }
     return rows;
 }
@@ -42,9 +42,8 @@ std::vector<ReportRow> last_run_of(const VirtualTable &table, const std::string 
     std::vector<ReportRow> rows;
     for (const KernelRuns::Entry &entry : table.last_run ? table.last_run->entries : std::vector<KernelRuns::Entry>()) {
         const Column &column = table.table.columns[entry.column];
-        rows.push_back({text(column.name), text(column.encoding->name()),
-                        text(kernel_name(*column.encoding->kernels(), entry.operation, entry.form)),
-                        number(entry.full_scans), number(entry.selections)});
+        rows.push_back({text(column.name), text(column.encoding->name()), text(kernel_name(entry.kernel)),
+                        number(entry.full_scans), number(entry.selections), number(entry.batches)});
     }
     return rows;
 }
@@ -80,8 +79,8 @@ constexpr Report kStats{
     9, 1, stats_of};
 constexpr Report kLastRun{"qvk_last_run",
                           "CREATE TABLE t(name TEXT, encoding TEXT, kernel TEXT, full_scans INT, selections INT, "
-                          "table_name HIDDEN)",
-                          5, 1, last_run_of};
+                          "batches INT, table_name HIDDEN)",
+                          6, 1, last_run_of};
 constexpr Report kCountBy{"qvk_count_by", "CREATE TABLE t(value, count INT, table_name HIDDEN, column_name HIDDEN)", 2,
                           2, counts_by};
 

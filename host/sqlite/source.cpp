@@ -219,9 +219,7 @@ Table load_rows(sqlite3 *db, Source &source, const KernelLibrary *library, const
     }
     Table table = builder.finish(library, names, options);
     for (size_t column = 0; column < source.columns.size(); ++column) {
-        if (table.columns[column].encoding->kernels()) {
-            study_values(db, table, column, source.columns[column]);
-        }
+        study_values(db, table, column, source.columns[column]);
     }
     if (options.compress) {
         compress(table);

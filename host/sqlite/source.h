@@ -22,7 +22,7 @@ struct ColumnShape {
     std::string collation = "BINARY";
     std::optional<EncodingKind> wanted;
 
-    // Known once the rows are in, of columns with kernels.
+    // Known once the rows are in.
     bool as_stored = true;  // it compares as the values stand: none changes under its own affinity
     bool has_texts = true;
     std::vector<NumericTwin> twins;  // of columns with text or no affinity, by ascending number

@@ -65,7 +65,7 @@ uint64_t parse_memory_limit(const std::string &value) {
 EncodingKind parse_encoding(const std::string &value) {
     const auto known = std::find(kEncodingNames.begin(), kEncodingNames.end(), value);
     if (known == kEncodingNames.end()) {
-        throw SqlError("an encoding has to be dict, fixed, dynp or plain, not " + value);
+        throw SqlError("an encoding has to be dict, rle, fixed, dynp or plain, not " + value);
     }
     return static_cast<EncodingKind>(known - kEncodingNames.begin());
 }

@@ -97,12 +97,10 @@ int at_end(sqlite3_vtab_cursor *cursor) { return static_cast<Cursor *>(cursor)->
 
 int column(sqlite3_vtab_cursor *base, sqlite3_context *context, int index) {
     return shielded(&base->pVtab->zErrMsg, [&] {
-        const TableScan &scan = *static_cast<Cursor *>(base)->scan;
-        const Table &table = table_of(base).table;
+        const uint32_t read = static_cast<uint32_t>(index);
         // A table outlives every statement that reads it, so what stays in place needn't be copied.
-        const bool stays = table.columns[static_cast<size_t>(index)].encoding->keeps_bytes_in_place();
-        give(context, table.value(static_cast<size_t>(index), scan.segment(), scan.row()),
-             stays ? SQLITE_STATIC : SQLITE_TRANSIENT);
+        const bool stays = table_of(base).table.columns[read].encoding->keeps_bytes_in_place();
+        give(context, static_cast<Cursor *>(base)->scan->value(read), stays ? SQLITE_STATIC : SQLITE_TRANSIENT);
     });
 }
 

@@ -10,13 +10,23 @@ uint32_t comparisons_of_a_set(const KernelFamily &family) {
     if (family.kernel_class != KDZK_CLASS_DICT) {
         return UINT32_MAX;
     }
-    if (width_bits <= 6) {
+    if (width_bits <= 8) {
         return 3;
     }
-    if (width_bits == 8 || width_bits == 16) {
-        return 16;
+    if (width_bits == 16) {
+        return 12;
     }
-    return width_bits <= 10 || width_bits == 12 ? 10 : 6;
+    return width_bits <= 10 || width_bits == 12 ? 8 : 5;
+}
+
+uint32_t values_of_a_filter(const KernelFamily &family) {
+    switch (family.kernel_class) {
+    case KDZK_CLASS_FIXED:
+        return 512 / family.width_bits;
+    case KDZK_CLASS_DYNP:
+        return 256 / family.width_bits;
+    }
+    return UINT32_MAX;
 }
 
 ColumnScan CodedEncoding::scan_for_nulls(bool nulls) const {
@@ -57,7 +67,14 @@ std::vector<CodeRun> CodedEncoding::runs_for(const Predicate &predicate) const {
                : runs_of(predicate, codes(), [this](const Value &value) { return locate(value); });
 }
 
+bool CodedEncoding::is_probed(const Predicate &predicate) const {
+    return predicate.kind == Predicate::Kind::any_of && predicate.values.size() >= values_of_a_filter(family);
+}
+
 ColumnScan CodedEncoding::scan_for(const Predicate &predicate) const {
+    if (is_probed(predicate)) {
+        return probe_for(predicate, counts().rows);
+    }
     const std::vector<CodeRun> runs = runs_for(predicate);
     ColumnScan scan = scan_for_runs(predicate, runs, codes());
     for (KernelCall &call : scan.any_of) {
@@ -75,6 +92,9 @@ ColumnScan CodedEncoding::scan_for(const Predicate &predicate) const {
 }
 
 ColumnScan CodedEncoding::typical_scan(const Predicate &predicate) const {
+    if (is_probed(predicate)) {
+        return {ColumnScan::Rows::probed, {}};
+    }
     const CodeRange many{1, 1u << 20};
     return scan_for_runs(predicate, runs_of(predicate, many, typical_places(many)), many);
 }

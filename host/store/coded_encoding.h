@@ -8,6 +8,9 @@ namespace qvk {
 // How many comparisons take as long as a look into a set. Measured: see host/README.md.
 uint32_t comparisons_of_a_set(const KernelFamily &family);
 
+// From how many values on a list is probed for by a filter; never where there are sets. Measured: see host/README.md.
+uint32_t values_of_a_filter(const KernelFamily &family);
+
 struct CodedEncoding : Encoding {
     KernelFamily family;
     std::vector<std::unique_ptr<Segment>> parts;
@@ -26,6 +29,7 @@ struct CodedEncoding : Encoding {
     virtual ColumnScan null_test(bool nulls) const = 0;
 
   private:
+    bool is_probed(const Predicate &predicate) const;
     std::vector<CodeRun> runs_for(const Predicate &predicate) const;
     ColumnScan scan_for_nulls(bool nulls) const;
     ColumnScan scan_for_runs(const Predicate &predicate, const std::vector<CodeRun> &runs,

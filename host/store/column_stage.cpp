@@ -23,6 +23,7 @@ void ColumnStage::add(const ValueView &value) {
 void ColumnStage::add_coded(const ValueView &value) {
     write_identity(value, identity);
     const auto [known, is_new] = code_of_identity.try_emplace(identity, static_cast<uint32_t>(distinct.size()));
+    runs += codes.empty() || codes.back() != known->second;
     codes.push_back(known->second);
     if (!is_new) {
         return;
@@ -30,7 +31,8 @@ void ColumnStage::add_coded(const ValueView &value) {
     distinct.emplace_back(value);
     ++distinct_count;
     distinct_bytes += sizeof(Value) + value.bytes.size();
-    if (distinct.size() > kPatientDistinct && wanted != EncodingKind::dict && !dictionary_pays(*this)) {
+    const bool has_to_stay = wanted && has_dictionary(*wanted);
+    if (distinct.size() > kPatientDistinct && !has_to_stay && !dictionary_pays(*this)) {
         go_plain();
     }
 }

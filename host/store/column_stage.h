@@ -10,12 +10,14 @@
 
 namespace qvk {
 
-enum class EncodingKind : uint8_t { dict, fixed, dynp, plain };
+enum class EncodingKind : uint8_t { dict, rle, fixed, dynp, plain };
 
 // By EncodingKind.
-inline constexpr std::array<std::string_view, 4> kEncodingNames = {"dict", "fixed", "dynp", "plain"};
+inline constexpr std::array<std::string_view, 5> kEncodingNames = {"dict", "rle", "fixed", "dynp", "plain"};
 
 constexpr std::string_view name_of(EncodingKind kind) { return kEncodingNames[static_cast<size_t>(kind)]; }
+
+constexpr bool has_dictionary(EncodingKind kind) { return kind == EncodingKind::dict || kind == EncodingKind::rle; }
 
 struct ColumnStage {
     std::optional<EncodingKind> wanted;  // without, choose_encoding decides
@@ -27,6 +29,7 @@ struct ColumnStage {
     // What the values take: in the source, in a dictionary without its codes, as plain values.
     uint64_t source_bytes = 0, distinct_bytes = 0, plain_bytes = 0;
     uint64_t distinct_count = 0;  // as long as it was coded
+    uint64_t runs = 0;            // of rows with one value, as long as it was coded
 
     void add(const ValueView &value);
     void go_plain();

@@ -1,4 +1,4 @@
-// What an encoding's segments take.
+// What encodings have in common.
 #include "encoding.h"
 
 namespace qvk {
@@ -11,6 +11,13 @@ PayloadBytes payload_bytes(const Encoding &encoding) {
         sum.decoded += segment->decompressed ? segment->payload_bytes() : 0;
     }
     return sum;
+}
+
+ColumnScan probe_for(const Predicate &predicate, uint64_t rows) {
+    if (predicate.values.empty() || rows == 0) {
+        return {ColumnScan::Rows::none, {}};
+    }
+    return {ColumnScan::Rows::probed, {}, rows / 2, std::make_unique<ValueSet>(predicate.values)};
 }
 
 }  // namespace qvk

@@ -10,6 +10,7 @@
 #include "kernel_library.h"
 #include "lane_values.h"
 #include "predicate.h"
+#include "value_set.h"
 
 #include <memory>
 #include <span>
@@ -26,12 +27,13 @@ struct KernelCall {
     std::vector<uint64_t> set{};               // by code, instead of keys
 };
 
-// A predicate as one encoding answers it. If tested, a row passes if any of the calls hits; the segments tell
-// themselves which rows are NULL.
+// A predicate as one encoding answers it. If tested, a row passes if any of the calls hits; if probed, if its value is
+// among those that are wanted. The segments tell themselves which rows are NULL.
 struct ColumnScan {
-    enum class Rows : uint8_t { none, all, nulls, not_nulls, tested } rows = Rows::tested;
+    enum class Rows : uint8_t { none, all, nulls, not_nulls, tested, probed } rows = Rows::tested;
     std::vector<KernelCall> any_of;
     uint64_t hits = 0;  // of some but not all: about how many rows of the whole column pass, fewer than it has
+    std::unique_ptr<const ValueSet> wanted{};
 };
 
 struct ValueCounts {
@@ -58,9 +60,11 @@ struct Encoding {
     virtual bool keeps_bytes_in_place() const { return true; }
     virtual ValueCounts counts() const = 0;
 
-    // Null: no kernel serves this encoding yet, and the column is left to the caller.
+    // Null: no kernel compares such rows, and all tests but lists of values are left to the caller.
     virtual const KernelFamily *kernels() const { return nullptr; }
     virtual const Dictionary *dictionary() const { return nullptr; }
+    // Null: kernels give bits of rows. Else bits of runs, and this one makes bits of rows of them.
+    virtual const Kernel *burst() const { return nullptr; }
     virtual ColumnScan scan_for(const Predicate &) const { return {ColumnScan::Rows::all, {}}; }
     // The calls for a predicate of this shape whose values aren't known yet, taken to be inside the column's range.
     virtual ColumnScan typical_scan(const Predicate &) const { return {ColumnScan::Rows::all, {}}; }
@@ -69,6 +73,9 @@ struct Encoding {
 };
 
 PayloadBytes payload_bytes(const Encoding &encoding);
+
+// A test whether values of so many rows are among the predicate's. Of what it lets through nothing is known.
+ColumnScan probe_for(const Predicate &predicate, uint64_t rows);
 
 // A column doesn't fit into the encoding that was asked for.
 struct CannotEncode : std::runtime_error {
@@ -80,6 +87,7 @@ std::unique_ptr<Encoding> choose_encoding(ColumnStage &&stage, const std::string
 
 // For choose_encoding: one maker for each encoding.
 std::unique_ptr<Encoding> make_dict_encoding(ColumnStage &&stage, uint32_t segment_rows);
+std::unique_ptr<Encoding> make_rle_encoding(ColumnStage &&stage, uint32_t segment_rows);
 std::unique_ptr<Encoding> make_fixed_encoding(ColumnStage &&stage, const LaneValues &values, uint32_t segment_rows);
 std::unique_ptr<Encoding> make_dynp_encoding(ColumnStage &&stage, const LaneValues &values, uint32_t segment_rows);
 std::unique_ptr<Encoding> make_plain_encoding(ColumnStage &&stage, uint32_t segment_rows);

@@ -23,7 +23,7 @@ bool find_all(void *handle, KernelLibrary &library) {
            && find(handle, "kdzk_lbiwvand_dydi", library.and_words)
            && find(handle, "kdzk_lbiwvandnot_dydi", library.andnot_words)
            && find(handle, "kdzk_lbiwv_ictx_ini2_dydi", library.start_ones)
-           && find(handle, "kdzk_lbiwvones_dydi", library.next_ones)
+           && find(handle, "kdzk_lbiwvones_dydi", library.next_ones) && find(handle, "kdzk_bloom_dydi", library.probe)
            && find(handle, "kdzk_ypak_decode_dydi", library.ypak_decode);
 }
 
@@ -80,14 +80,18 @@ std::string kernel_library_beside_this_code() {
     return (slash == std::string::npos ? "./" : path.substr(0, slash + 1)) + kLibraryFile;
 }
 
-std::string kernel_name(const KernelFamily &family, uint32_t operation, uint32_t form) {
+std::string kernel_name(const Kernel &kernel) {
     // clang-format off
     static constexpr const char *kOperations[] = {
         "eq", "lt", "gt", "le", "ge", "ne", "gt_lt", "gt_le", "ge_lt", "ge_le",
-        "decode", "decode_unpack", "decode_symbol", "set"};
+        "decode", "decode_unpack", "decode_symbol", "set", "burst"};
     // clang-format on
     static constexpr const char *kClasses[] = {"fixed", "dict", "dynp", "rle"};
     static constexpr const char *kForms[] = {"", "_null", "_tz", "_cla"};
+    const auto &[family, operation, form] = kernel;
+    if (kernel == kProbe) {
+        return "kdzk_bloom_dydi";
+    }
     return std::string("kdzk_") + kOperations[operation] + "_" + kClasses[family.kernel_class] + "_"
            + std::to_string(family.width_bits) + "bit" + kForms[form];
 }

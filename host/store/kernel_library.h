@@ -14,6 +14,7 @@ struct KernelLibrary {
     decltype(&kdzk_lbiwvandnot_dydi) andnot_words = nullptr;
     decltype(&kdzk_lbiwv_ictx_ini2_dydi) start_ones = nullptr;
     decltype(&kdzk_lbiwvones_dydi) next_ones = nullptr;
+    decltype(&kdzk_bloom_dydi) probe = nullptr;
     kdzk_ypak_decode_fn ypak_decode = nullptr;
 };
 
@@ -28,9 +29,26 @@ std::string kernel_library_beside_this_code();
 struct KernelFamily {
     uint32_t kernel_class = KDZK_CLASS_DICT;
     uint32_t width_bits = 8;
+    bool operator==(const KernelFamily &) const = default;
 };
 
+// One kernel, by its place in the table.
+struct Kernel {
+    KernelFamily family;
+    uint32_t operation = KDZK_OP_EQ;
+    uint32_t form = KDZK_FORM_PLAIN;
+    bool operator==(const Kernel &) const = default;
+};
+
+inline kdzk_kernel find_kernel(const KernelLibrary &library, const Kernel &kernel) {
+    const auto &[family, operation, form] = kernel;
+    return library.dispatch_table[kdzk_slot(family.kernel_class, family.width_bits, operation, form)];
+}
+
+// The probe of Bloom filters, the same for all columns, stands beside the table.
+inline constexpr Kernel kProbe{{}, KDZK_OP_DISTINCT + 1};
+
 // By the naming rule, such as kdzk_ge_le_dict_8bit_null.
-std::string kernel_name(const KernelFamily &family, uint32_t operation, uint32_t form);
+std::string kernel_name(const Kernel &kernel);
 
 }  // namespace qvk

@@ -1,4 +1,5 @@
-// Plain: values as they came. No kernel serves them, so predicates on such a column are left to the caller.
+// Plain: values as they came. No kernel compares them, so predicates on such a column are left to the caller; but a
+// list of values is looked for among the hashes of its rows.
 #include "encoding.h"
 
 #include <bit>
@@ -56,6 +57,11 @@ struct PlainEncoding final : Encoding {
     ValueView value(size_t segment, uint32_t row, HostServices &) const override {
         return values.at(segment * segment_rows + row);
     }
+    ColumnScan scan_for(const Predicate &predicate) const override {
+        return predicate.kind == Predicate::Kind::any_of ? probe_for(predicate, values.types.size())
+                                                         : ColumnScan{ColumnScan::Rows::all, {}};
+    }
+    ColumnScan typical_scan(const Predicate &) const override { return {ColumnScan::Rows::probed, {}}; }
 };
 
 }  // namespace

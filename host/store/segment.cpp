@@ -24,13 +24,18 @@ void require_sound(const std::vector<uint8_t> &stream, size_t payload_bytes) {
 
 }  // namespace
 
-void Segment::seal(uint32_t rows, uint8_t width_bits) {
+void Segment::seal(uint32_t count, uint8_t width_bits) {
     encoding.width = width_bits;
+    if (!runs.starts.empty()) {
+        encoding.flags |= KDZK_RLE;
+        encoding.run_count = count;
+        encoding.run_offs_be = runs.starts.data();
+    }
     vector.data = stored.data();
     vector.lens = lens.data();
     vector.filter_bv = not_null.empty() ? nullptr : not_null.data();
     vector.enc_ctx = &encoding;
-    vector.row_count = rows;
+    vector.row_count = count;
     vector.decomp_len = static_cast<uint32_t>(stored.size());
     vector.decomp_slot = &decompressed;
     vector.alloc_arg = reinterpret_cast<uintptr_t>(this);  // alloc learns whose buffer it makes

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "encoding.h"
+#include "row_hashes.h"
 
 namespace qvk {
 
@@ -23,6 +24,7 @@ struct Column {
     std::string name;
     std::unique_ptr<Encoding> encoding;
     uint64_t source_bytes = 0;
+    std::unique_ptr<RowHashes> hashes = std::make_unique<RowHashes>();
 };
 
 struct Table {

@@ -26,7 +26,8 @@ struct CompressedTable {
         EXPECT_EQ(db.run("CREATE TABLE t AS WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < "
                          "16383), r AS (SELECT i, abs(random() % 200) AS random FROM n) SELECT iif(i < 8192, 0, "
                          "random) AS mixed, i / 64 % 200 AS runs, random FROM r;"
-                         "CREATE VIRTUAL TABLE q USING qvk(t, segment_rows=4096, compress=yes, memory_limit="
+                         "CREATE VIRTUAL TABLE q USING qvk(t, segment_rows=4096, compress=yes, encoding_mixed=dict, "
+                         "encoding_runs=dict, memory_limit="
                          + memory_limit + ")"),
                   "");
     }
@@ -148,28 +149,30 @@ uint32_t raise_half_way(kdzk_ypak_ctx *context, const void *, void *buffer, uint
 
 uint32_t refuse(kdzk_ypak_ctx *, const void *, void *, uint32_t *, uint32_t) { return KDZK_STATUS_REFUSED; }
 
+// Rows of a dictionary's column are read by a kernel too, others by the host itself.
 TEST(Raise, BecomesAnErrorOfTheStatementAndTheConnectionGoesOn) {
-    CompressedTable made("1048576");
-    kdzk_ypak_decode_fn &decoder = made.services().entries.ypak_decode;
-    const kdzk_ypak_decode_fn works = decoder;
     const std::string by_kernel = "SELECT count(*) FROM q WHERE runs = 7", by_row = "SELECT sum(runs) FROM q";
-    for (const auto &[fails, in_kernel, in_row] :
-         {std::tuple(&refuse, "qvk: kdzk_eq_dict_8bit: kdzk_ypak_decode failed",
-                     "qvk: rows of a segment: decoding failed"),
-          std::tuple(&raise_half_way, "qvk: raised by the decoder", "qvk: raised by the decoder")}) {
-        decoder = fails;
-        for (int twice = 0; twice < 2; ++twice) {
-            EXPECT_EQ(made.db.run(by_kernel), in_kernel);
-            EXPECT_EQ(made.db.run(by_row), in_row);
+    for (const auto &[encoding, in_kernel, in_row] :
+         {std::tuple("dict", "qvk: kdzk_eq_dict_8bit: kdzk_ypak_decode failed",
+                     "qvk: kdzk_decode_unpack_dict_8bit: kdzk_ypak_decode failed"),
+          std::tuple("fixed", "qvk: kdzk_eq_fixed_8bit: kdzk_ypak_decode failed",
+                     "qvk: rows of a segment: decoding failed")}) {
+        CompressedTable made(std::string("1048576, encoding_runs=") + encoding);
+        kdzk_ypak_decode_fn &decoder = made.services().entries.ypak_decode;
+        const kdzk_ypak_decode_fn works = decoder;
+        for (const bool refused : {true, false, true}) {
+            decoder = refused ? refuse : raise_half_way;
+            EXPECT_EQ(made.db.run(by_kernel), refused ? in_kernel : "qvk: raised by the decoder");
+            EXPECT_EQ(made.db.run(by_row), refused ? in_row : "qvk: raised by the decoder");
             EXPECT_EQ(made.services().decoded.bytes(), 0u);
             EXPECT_EQ(made.services().target.scratch, nullptr);
         }
+        decoder = works;
+        EXPECT_EQ(made.db.ask(by_kernel), "128\n");
+        EXPECT_EQ(made.db.ask(by_row), made.db.ask("SELECT sum(runs) FROM t"));
+        decoder = refuse;  // the payloads are ready, so nothing decodes again
+        EXPECT_EQ(made.db.ask(by_kernel), "128\n");
     }
-    decoder = works;
-    EXPECT_EQ(made.db.ask(by_kernel), "128\n");
-    EXPECT_EQ(made.db.ask(by_row), made.db.ask("SELECT sum(runs) FROM t"));
-    decoder = refuse;  // the payloads are ready, so nothing decodes again
-    EXPECT_EQ(made.db.ask(by_kernel), "128\n");
 }
 
 TEST(Options, OfCompressionAreReadOrRefused) {

@@ -70,7 +70,7 @@ TEST(Encodings, GiveValuesBackToTheBit) {
             values.push_back(values[row * 7 % distinct]);
         }
         for (const EncodingKind kind :
-             {EncodingKind::dict, EncodingKind::fixed, EncodingKind::dynp, EncodingKind::plain}) {
+             {EncodingKind::dict, EncodingKind::rle, EncodingKind::fixed, EncodingKind::dynp, EncodingKind::plain}) {
             const std::unique_ptr<qvk::Encoding> encoding = encode(values, kind);
             ASSERT_EQ(encoding->name(), qvk::name_of(kind));
             EXPECT_TRUE(kind != EncodingKind::fixed || encoding->width_bits() == width) << encoding->width_bits();
@@ -100,7 +100,7 @@ TEST(Encodings, AreWantedByOptionsOrRefused) {
     EXPECT_EQ(make("encoding_zeros=fixed"),
               "qvk: column zeros can't be fixed: it holds empty values besides some that end in a zero byte");
     EXPECT_EQ(make("encoding_gone=fixed"), "qvk: no such column: gone");
-    EXPECT_EQ(make("encoding_long=rle"), "qvk: an encoding has to be dict, fixed, dynp or plain, not rle");
+    EXPECT_EQ(make("encoding_long=zip"), "qvk: an encoding has to be dict, rle, fixed, dynp or plain, not zip");
 }
 
 // Too many texts that look like numbers to remember them all: what may be compared as numbers is left to SQLite.
@@ -196,13 +196,18 @@ std::string options_for(const std::string &kind) {
     return options;
 }
 
+uint64_t probes_of(Database &db, const std::string &table, const std::string &body) {
+    return db.ask("SELECT 1 FROM qvk_last_run('" + table + "') WHERE kernel = 'kdzk_bloom_dydi' AND " + body + " > 0")
+        .size();
+}
+
 TEST_F(RandomQueries, AgreeUnderEveryEncoding) {
     constexpr size_t kRows = 2500;
     Database db;
     const Columns columns = fill_random(db, dice, kRows);
     std::vector<std::string> tables = {"chosen"};
     std::string sql = "CREATE VIRTUAL TABLE chosen USING qvk(t, segment_rows=1024)";
-    for (const std::string kind : {"dict", "fixed", "dynp", "plain"}) {
+    for (const std::string kind : {"dict", "rle", "fixed", "dynp", "plain"}) {
         for (const std::string compress : {"no", "yes, memory_limit=12 K"}) {
             tables.push_back(kind + (compress == "no" ? "" : "_compressed"));
             sql += "; CREATE VIRTUAL TABLE " + tables.back() + " USING qvk(t, segment_rows=1024, compress=" + compress
@@ -217,7 +222,7 @@ TEST_F(RandomQueries, AgreeUnderEveryEncoding) {
         EXPECT_NE(db.ask("SELECT count(*) FROM qvk_stats('" + table + "') WHERE stored_payload_bytes < payload_bytes"),
                   "0\n");
     }
-    uint64_t selections = 0;
+    uint64_t selections = 0, probes = 0, probed_selections = 0;
     for (int round = 0; round < 300; ++round) {
         const Query query = random_query(dice, columns, 1, false);
         const std::string first = std::to_string(dice.below(kRows));
@@ -230,9 +235,56 @@ TEST_F(RandomQueries, AgreeUnderEveryEncoding) {
                                  + "') WHERE selections > 0 AND encoding "
                                    "IN ('fixed', 'dynp')")
                               .size();
+            probes += probes_of(db, tables[at], "full_scans");
+            probed_selections += probes_of(db, tables[at], "selections");
         }
     }
+    EXPECT_GT(probes, 40u) << probed_selections;
+    EXPECT_GT(probed_selections, 4u);
     EXPECT_GT(selections, 100u) << "kernels of lanes that ran over a selection";
+}
+
+// Right-hand sides of many values and of none, with NULLs, repetitions and numbers as texts.
+TEST(Lists, OfManyValuesAreProbed) {
+    Database db;
+    ASSERT_EQ(
+        db.run(
+            "CREATE TABLE r(i INT, number, name TEXT); WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n "
+            "WHERE i < 9999) INSERT INTO r SELECT iif(i % 9, i * 3 % 25000, NULL), iif(i % 5, i * 2.0, '' || i), "
+            "iif(i % 7, 'long name ' || i / 2 * 3, i) FROM n;"
+            "CREATE TABLE t(i INT, r REAL, any_type, name TEXT); INSERT INTO t SELECT rowid * 5, rowid / 2.0, "
+            "iif(rowid % 3, rowid, '' || rowid), iif(rowid % 4, 'long name ' || rowid, NULL) FROM r LIMIT 5000;"
+            "UPDATE t SET i = NULL WHERE rowid % 11 = 0;"
+            "CREATE VIRTUAL TABLE fixed USING qvk(t, segment_rows=1024, encoding_i=fixed, encoding_r=fixed,"
+            "encoding_any_type=plain, encoding_name=plain);"
+            "CREATE VIRTUAL TABLE dynp USING qvk(t, segment_rows=1024, encoding_i=dynp, encoding_r=dynp,"
+            "encoding_any_type=plain, encoding_name=plain, compress=yes, memory_limit=20000)"),
+        "");
+    const std::string bytes = "SELECT bytes FROM qvk_stats('fixed') WHERE name = 'name'";
+    const std::string before = db.ask(bytes);
+    for (const std::string left : {"i", "r", "any_type", "name"}) {
+        for (const std::string right : {"i", "number", "name", "+i", "CAST(i AS TEXT)", "CAST(number AS REAL)"}) {
+            for (const std::string rows : {"", " WHERE rowid < 9", " WHERE rowid < 300", " WHERE rowid < 0"}) {
+                const std::string test = left + " IN (SELECT " + right + " FROM r" + rows + ")";
+                for (const std::string table : {"fixed", "dynp"}) {
+                    expect_same_rows(db, "SELECT rowid, i FROM $T WHERE " + test, "t", table);
+                    expect_same_rows(db, "SELECT count(*) FROM $T WHERE rowid > 9 AND r < 40 AND " + test, "t", table);
+                }
+            }
+        }
+    }
+    expect_same_rows(db, "SELECT rowid FROM $T WHERE i IN (SELECT a.i + b.rowid FROM r a, r b WHERE b.rowid < 20)", "t",
+                     "fixed");  // more than fit into a filter of one array
+    db.ask("SELECT count(*) FROM fixed WHERE i IN (SELECT i FROM r) AND name IN (SELECT name FROM r)");
+    EXPECT_EQ(db.ask("SELECT name, encoding, kernel, full_scans + selections FROM qvk_last_run('fixed')"),
+              "i|fixed|kdzk_bloom_dydi|5\nname|plain|kdzk_bloom_dydi|5\n");
+    EXPECT_EQ(std::stoi(db.ask(bytes)) - std::stoi(before), 5000 * 4);
+    const std::string plan = db.ask("EXPLAIN QUERY PLAN SELECT 1 FROM fixed WHERE i IN (SELECT i FROM r) AND name IN "
+                                    "(SELECT name FROM r) AND any_type = 5");
+    EXPECT_NE(plan.find("i fixed 16-bit: kdzk_eq_fixed_16bit or kdzk_bloom_dydi; name plain: kdzk_bloom_dydi; any_type "
+                        "plain: left to SQLite"),
+              plan.npos)
+        << plan;
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ std::string sized_columns() {
 }
 
 std::string kernels_run(Database &db, const std::string &table) {
-    return db.ask("SELECT kernel FROM qvk_last_run('" + table + "')");
+    return db.ask("SELECT kernel FROM qvk_last_run('" + table + "') WHERE batches = 0");
 }
 
 // Every other value of many: no two of their codes make one run.
@@ -121,6 +121,46 @@ TEST_F(RandomQueries, AgreeAtEveryWidth) {
     EXPECT_GT(distinct.size(), columns.size() / 2) << "columns whose kernels ran over a selection";
 }
 
+// Runs of one row to several hundred, across segments.
+TEST_F(RandomQueries, AgreeOverRuns) {
+    Database db;
+    std::string rows = "INSERT INTO t VALUES";
+    for (size_t row = 0, left[2] = {}, at[2] = {}; row < 9000; ++row) {
+        for (size_t column = 0; column < 2; ++column) {
+            if (left[column]-- == 0) {
+                left[column] = dice.below(dice.below(4) ? 400 : 3);
+                at[column] = dice.below(column == 0 ? 3 : 300);
+            }
+        }
+        rows += (row == 0 ? "(" : ", (") + std::to_string(at[0]) + ", nullif(" + std::to_string(at[1]) + ", 7), "
+                + std::to_string(dice.below(900)) + ")";
+    }
+    ASSERT_EQ(
+        db.run("CREATE TABLE t(few, many INT, id INT);" + rows
+               + ";CREATE VIRTUAL TABLE q USING qvk(t, segment_rows=1024);"
+                 "CREATE VIRTUAL TABLE q_compressed USING qvk(t, segment_rows=1024, compress=yes, encoding_id=rle,"
+                 "memory_limit=1 K)"),
+        "");
+    EXPECT_EQ(db.ask("SELECT encoding FROM qvk_stats('q')"), "rle\nrle\nfixed\n");
+    for (const std::string column : {"few", "many", "id"}) {
+        EXPECT_EQ(db.ask("SELECT value, count FROM qvk_count_by('q_compressed', '" + column + "')"),
+                  db.ask("SELECT " + column + ", count(*) FROM t GROUP BY 1"));
+    }
+    std::vector<std::string> numbers = {"NULL", "0", "1", "2", "7", "'2'", "1.5"};
+    for (int number = 10; number < 300; number += 9) {
+        numbers.push_back(std::to_string(number));
+    }
+    for (int round = 0; round < 300; ++round) {
+        const Query query = random_query(dice, {{"few", numbers}, {"many", numbers}, {"id", numbers}}, 1, false);
+        expect_same_rows(db, "SELECT rowid, * FROM $T WHERE " + query.where, "t", twin_of("q", round),
+                         query.parameters);
+        ASSERT_FALSE(HasFailure());
+    }
+    expect_same_rows(db, "SELECT rowid FROM $T WHERE few = 1 AND many > 70", "t", "q");
+    EXPECT_EQ(db.ask("SELECT name, full_scans > 0 FROM qvk_last_run('q') WHERE kernel = 'kdzk_burst_rle_16bit_cla'"),
+              "few|1\nmany|1\n");
+}
+
 // Columns of every affinity and a collation, and values that the affinities treat differently.
 // clang-format off
 const std::vector<std::string> kValues = {
@@ -164,13 +204,18 @@ TEST_F(RandomQueries, AgreeOverMixedTypes) {
     ASSERT_EQ(db.run("CREATE VIRTUAL TABLE q USING qvk(m, segment_rows=128); CREATE VIRTUAL TABLE w USING qvk(u);"
                      "CREATE VIEW e AS SELECT i FROM u UNION ALL SELECT t FROM u"),
               "");
+    std::string plainly = "CREATE VIRTUAL TABLE p USING qvk(m, segment_rows=128";
+    for (const std::string &column : kColumns) {
+        plainly += ", encoding_" + column + "=plain";
+    }
+    ASSERT_EQ(db.run(plainly + ")"), "");
     Columns columns;
     for (const std::string &column : kColumns) {
         columns.emplace_back("$T." + column, kValues);
     }
     for (int round = 0; round < 600; ++round) {
         const Query query = random_query(dice, columns, 1, true);
-        expect_same_rows(db, "SELECT * FROM $T WHERE " + query.where, "m", "q", query.parameters);
+        expect_same_rows(db, "SELECT * FROM $T WHERE " + query.where, "m", round % 2 ? "q" : "p", query.parameters);
     }
     const std::vector<std::string> expressions = with_expressions(kValues);
     const std::vector<std::string> operators = {" = ", " <> ", " < ", " >= ", " IS ", " = +"};
@@ -178,8 +223,10 @@ TEST_F(RandomQueries, AgreeOverMixedTypes) {
         const std::string left = "$T." + dice.pick(kColumns), operation = dice.pick(operators);
         const std::string test = left + operation;
         expect_same_rows(db, "SELECT id FROM $T WHERE " + test + dice.pick(expressions), "m", "q");
-        expect_same_rows(db, "SELECT id FROM $T WHERE " + left + " IN (SELECT " + dice.pick(kColumns) + " FROM u)", "m",
-                         "q");
+        for (const std::string asked : {"q", "p"}) {
+            expect_same_rows(db, "SELECT id FROM $T WHERE " + left + " IN (SELECT " + dice.pick(kColumns) + " FROM u)",
+                             "m", asked);
+        }
         const std::string other = dice.below(8) ? "u." + dice.pick(kColumns) : "u.i";
         for (const std::string join : {" JOIN ", " LEFT JOIN "}) {
             expect_same_rows(db, "SELECT $T.id, u.id FROM u" + join + "$T ON " + test + other + " ORDER BY 1, 2", "m",

@@ -1,6 +1,7 @@
 // The store by itself: the order of values, and code runs.
 #include "store/code_stream.h"
 #include "store/dictionary.h"
+#include "store/value_set.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -69,6 +70,26 @@ TEST(CodeRuns, CoverEqualRanksAndLeaveNullOut) {
     EXPECT_EQ(runs(qvk::Predicate::Kind::none_of, {2}), (Runs{{1, 2}, {4, 5}}));
     EXPECT_EQ(runs(qvk::Predicate::Kind::not_null, {}), (Runs{{1, 5}}));
     EXPECT_EQ(runs(qvk::Predicate::Kind::any_of, {}), Runs{});
+}
+
+// Every member and nothing else, whatever the layout of the filter; equal values of two types have one hash.
+TEST(ValueSets, HoldWhatComparesAsEqual) {
+    for (const int64_t members : {1, 1000, 200'000}) {
+        std::vector<qvk::Value> values;
+        for (int64_t member = 0; member < members; ++member) {
+            values.emplace_back(member % 3 ? integer(member) : real(static_cast<double>(member)));
+        }
+        const qvk::ValueSet set(values);
+        EXPECT_EQ(set.filter().enc_ctx->bloom_partitioned, members > 1u << 17);
+        for (int64_t number = 0; number < 2 * members; ++number) {
+            ASSERT_EQ(set.contains(integer(number)), number < members) << number;
+            ASSERT_EQ(set.contains(real(static_cast<double>(number))), number < members) << number;
+        }
+        EXPECT_TRUE(set.contains(real(-0.0)));
+        for (const ValueView other : {ValueView{}, real(0.5), {Type::text, 0, 0, ""}, {Type::blob, 0, 0, "1"}}) {
+            EXPECT_FALSE(set.contains(other));
+        }
+    }
 }
 
 TEST(CodeStream, HoldsCodesOfEveryWidth) {
