@@ -1,9 +1,10 @@
 // codes.h: the codes of a block as numbers, one a lane. What predicates compare in place is brought down here: a
-// multiplication by a power of two takes every code of a vector to the same place, a shift takes it down.
+// multiplication by a power of two takes every code of a vector to the top of its lane, a shift takes it down.
 //
-// Four ways, each with the lanes that it ends in:
+// Five ways, each with the lanes that it ends in:
 //
 //     8, 16, 32 bits              the elements, in the processor's byte order           lanes of 8, 16, 32 bits
+//     1 to 7 bits                 out of windows, brought down                          8
 //     1 to 7, 9, 10, 12 bits      cut by the plan in lanes of 16 bits, brought down     16
 //     11, 13, 14, 15 bits         out of windows, brought down                          16
 //     17 to 20, 24 bits           cut by the plan in lanes of 32 bits, brought down     32
@@ -17,18 +18,6 @@
 #include "lanes.h"
 
 namespace kdzk {
-
-// No more is loaded than has to be, so that a block reads no further behind itself than hosts allow.
-template <int kBytesUsed>
-inline constexpr int kBytesLoaded = kBytesUsed <= kVectorBytes / 2 ? kVectorBytes / 2 : kVectorBytes;
-
-template <int kBytesUsed>
-Lanes<8> load_bytes(const uint8_t *at) {
-    if constexpr (kBytesLoaded<kBytesUsed> < kVectorBytes)
-        return load_low_half<8>(at);
-    else
-        return load_lanes<8>(at);
-}
 
 // Cut by the plan.
 template <int kWidth, int kLaneBits>
@@ -55,11 +44,12 @@ struct CutCodes {
     static Lanes<kBits> codes(const uint8_t *block) {
         constexpr int in_plan = vector % P::kVectors;
         const uint8_t *at = block + vector / P::kVectors * P::kBlockBytes + P::load_at(in_plan);
-        const auto in_place = Constants::template codes_in_place<in_plan>(load_bytes<P::kBytesUsed>(at));
+        const auto shuffled = Constants::template shuffled<in_plan>(load_bytes<P::kBytesUsed>(at));
+        // Neighbours' bits need no mask: above the code they are multiplied out of the lane, behind it shifted out.
         if constexpr (!P::kNeedsMask)
-            return in_place;
+            return shuffled;
         else
-            return shifted_down<kToTop>(times(in_place, load_lanes<kBits>(kFactors<P::places_of(in_plan)>.data())));
+            return shifted_down<kToTop>(times(shuffled, load_lanes<kBits>(kFactors<P::places_of(in_plan)>.data())));
     }
 };
 
@@ -71,7 +61,7 @@ struct WindowCodes {
 
     template <int vector>
     static Lanes<kBits> codes(const uint8_t *block) {
-        return shifted_down<Windows::kBitsBehind>(Windows::load(block + vector * kWidth));
+        return shifted_down<Windows::kBitsBehind>(Windows::load(block + vector * kRows * kWidth / 8));
     }
 };
 
@@ -86,11 +76,16 @@ struct ElementCodes {
     }
 };
 
-// Codes that the plan cuts in lanes of 32 bits come through windows if they fit into 16.
+// In lanes of 16 bits or more, where codes have no whole byte. Codes that the plan cuts in lanes of 32 bits come
+// through windows if they fit into 16.
 template <int kWidth>
 using CodesOf = std::conditional_t<
     fills_elements(kWidth), ElementCodes<kWidth>,
     std::conditional_t<(lane_bits(kWidth) <= 16), CutCodes<kWidth, 16>,
                        std::conditional_t<(kWidth < 16), WindowCodes<kWidth>, CutCodes<kWidth, 32>>>>;
+
+// In the smallest lanes that hold them.
+template <int kWidth>
+using SmallestCodesOf = std::conditional_t<(kWidth < 8), WindowCodes<kWidth>, CodesOf<kWidth>>;
 
 }  // namespace kdzk

@@ -49,18 +49,8 @@ struct SmallSetTest {
     }
 
     template <int gather>
-    [[gnu::always_inline]] static Lanes<8> codes_of_gather(const uint8_t *block) {
-        using Codes = CodesOf<kWidth>;
-        if constexpr (kWidth == 8)
-            return Codes::template codes<gather>(block);
-        else
-            return narrow_numbers(Codes::template codes<2 * gather>(block),
-                                  Codes::template codes<2 * gather + 1>(block));
-    }
-
-    template <int gather>
     [[gnu::always_inline]] Lanes<8> sixteen_rows(const uint8_t *block) const {
-        const Lanes<8> codes = codes_of_gather<gather>(block);
+        const Lanes<8> codes = SmallestCodesOf<kWidth>::template codes<int(gather)>(block);
         if (words < kWords) {
             if (const uint32_t needed = words_of(codes); needed > words) [[unlikely]] {
                 tables = load_tables(set, needed);

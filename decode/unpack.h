@@ -91,15 +91,15 @@ uint8_t *store_wanted_of_eight(uint8_t *out, Lanes<kBits> codes, uint32_t wanted
 
 template <int kWidth, typename Element>
 struct Unpack {
-    using Codes = CodesOf<kWidth>;
+    // Whole words store vectors of elements; of a selection eight rows move at a time, for which lanes of 16 bits do.
+    using SelectedCodes = CodesOf<kWidth>;
+    using Codes = std::conditional_t<sizeof(Element) == 1, SmallestCodesOf<kWidth>, SelectedCodes>;
     static constexpr uint32_t kBlockRows = kUnpackBlockRows<kWidth>, kBlockBytes = kBlockRows * kWidth / 8;
     static constexpr int kSelectionRows = 32, kWords = int(kBlockRows) / kSelectionRows;
-    // A step writes whole vectors of elements.
-    static constexpr int kVectorsAStep = Codes::kBits > 8 * sizeof(Element) ? 2 : 1;
-    static constexpr int kStepsOfWord = kSelectionRows / (Codes::kRows * kVectorsAStep);
+    static constexpr int kVectorsOfWord = kSelectionRows / Codes::kRows;
     static constexpr uint32_t kBatchRows = 256, kRowsAhead = 10;
     static constexpr uint32_t kWordBytes = kSelectionRows * kWidth / 8;
-    static_assert(kSelectionRows % (Codes::kRows * kVectorsAStep) == 0, "each word of a block is cut as its first is");
+    static_assert(kSelectionRows % Codes::kRows == 0, "each word of a block is cut as its first is");
 
     const uint8_t *payload;
     const uint64_t *sel_bv;
@@ -139,20 +139,11 @@ struct Unpack {
 
     // Blocks take where they write to and give back where they ended: stores of bytes might change any member, so what
     // is counted on in a loop has to be a variable.
-    template <int first, int... step>
-    [[gnu::always_inline]] static uint8_t *write_steps(const uint8_t *at, uint8_t *to,
-                                                       std::integer_sequence<int, step...>) {
-        ((to = write_vectors<first + step>(at, to)), ...);
+    template <int first, int... vector>
+    [[gnu::always_inline]] static uint8_t *write_vectors(const uint8_t *at, uint8_t *to,
+                                                         std::integer_sequence<int, vector...>) {
+        ((to = store_elements<Element>(to, Codes::template codes<first + vector>(at))), ...);
         return to;
-    }
-    // A vector of codes, or two that make one of elements.
-    template <int step>
-    [[gnu::always_inline]] static uint8_t *write_vectors(const uint8_t *at, uint8_t *to) {
-        if constexpr (kVectorsAStep == 2)
-            return store_elements<Element>(
-                to, narrow_numbers(Codes::template codes<2 * step>(at), Codes::template codes<2 * step + 1>(at)));
-        else
-            return store_elements<Element>(to, Codes::template codes<step>(at));
     }
 
     void write_all() {
@@ -162,12 +153,12 @@ struct Unpack {
         const uint32_t blocks = blocks_left();
         for (uint32_t left = blocks; left > 0; --left) {
             prefetch_block(at, to);
-            to = write_steps<0>(at, to, std::make_integer_sequence<int, kStepsOfWord * kWords>());
+            to = write_vectors<0>(at, to, std::make_integer_sequence<int, kVectorsOfWord * kWords>());
             at += kBlockBytes;
         }
         row += blocks * kBlockRows;
         for (; row < rows && rows - row >= kSelectionRows; row += kSelectionRows) {
-            to = write_steps<0>(at, to, std::make_integer_sequence<int, kStepsOfWord>());
+            to = write_vectors<0>(at, to, std::make_integer_sequence<int, kVectorsOfWord>());
             at += kWordBytes;
         }
         out = to;
@@ -193,11 +184,11 @@ struct Unpack {
 
     template <int eight>
     [[gnu::always_inline]] static uint8_t *write_wanted_of_eight(const uint8_t *at, uint8_t *to, uint32_t wanted) {
-        if constexpr (Codes::kBits == 32) {
-            to = store_wanted_of_four(to, Codes::template codes<2 * eight>(at), wanted & 15);
-            return store_wanted_of_four(to, Codes::template codes<2 * eight + 1>(at), wanted >> 4);
-        } else if constexpr (Codes::kBits == 16) {
-            return store_wanted_of_eight<Element>(to, Codes::template codes<eight>(at), wanted);
+        if constexpr (SelectedCodes::kBits == 32) {
+            to = store_wanted_of_four(to, SelectedCodes::template codes<2 * eight>(at), wanted & 15);
+            return store_wanted_of_four(to, SelectedCodes::template codes<2 * eight + 1>(at), wanted >> 4);
+        } else if constexpr (SelectedCodes::kBits == 16) {
+            return store_wanted_of_eight<Element>(to, SelectedCodes::template codes<eight>(at), wanted);
         } else {
             return store_wanted_of_eight<Element>(to, load_low_half<8>(at + 8 * eight), wanted);
         }
@@ -208,7 +199,7 @@ struct Unpack {
         if (wanted == 0)
             return to;
         if (wanted == ~uint32_t{0})
-            return write_steps<word * kStepsOfWord>(at, to, std::make_integer_sequence<int, kStepsOfWord>());
+            return write_vectors<word * kVectorsOfWord>(at, to, std::make_integer_sequence<int, kVectorsOfWord>());
         if (std::has_single_bit(wanted))
             return write_row(at, to, uint32_t(kSelectionRows * word + std::countr_zero(wanted)));
         to = write_wanted_of_eight<4 * word>(at, to, wanted & 0xFF);

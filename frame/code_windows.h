@@ -1,10 +1,11 @@
-// code_windows.h: codes of 9 to 15 bits, eight a vector, each at the top of a lane of 16 bits with the first bits of
-// the next one behind it.
+// code_windows.h: codes in lanes no wider than they need, each at the top of its lane with the first bits of the next
+// code behind it. Order doesn't mind what lies behind.
 //
-// Where a code's bits can lie in three bytes, the plan needs lanes of 32 bits to compare it in place. Windows take
-// twice as many in a vector, for two shuffles and two multiplications: the code's first two bytes move up by its offset
-// in the first, which drops the code before it, and the third byte's top bits come in from below.
+// Where a code lies across bytes, the plan compares it in place in a lane twice as wide. Windows take twice as many
+// codes in a vector: multiplications move each code up by its offset in its first byte, which drops the code before it.
 #pragma once
+
+#include <type_traits>
 
 #include "frame/packing.h"
 #include "frame/platform.h"
@@ -12,8 +13,75 @@
 
 namespace kdzk {
 
+// Whether the plan's lanes are twice as wide as the smallest lanes that hold a code.
+constexpr bool gains_by_windows(int width) {
+    int bits = 8;
+    while (bits < width)
+        bits *= 2;
+    return lane_bits(width) > bits && bits <= 16;
+}
+
+// Loads no more than it has to, so that a block reads no further behind itself than hosts allow.
+template <int kBytesUsed>
+inline constexpr int kBytesLoaded = kBytesUsed <= kVectorBytes / 2 ? kVectorBytes / 2 : kVectorBytes;
+
+template <int kBytesUsed>
+Lanes<8> load_bytes(const uint8_t *at) {
+    if constexpr (kBytesLoaded<kBytesUsed> < kVectorBytes)
+        return load_low_half<8>(at);
+    else
+        return load_lanes<8>(at);
+}
+
+// Codes below a byte, sixteen a vector. Of each two bytes the lower one gets its code by the high half of a product,
+// the upper one by the low half: what else there is in either half belongs to no one.
 template <int kWidth>
-struct CodeWindows {
+struct ByteWindows {
+    static constexpr int kBits = 8, kRows = kVectorBytes, kBitsBehind = kBits - kWidth;
+    static constexpr int kBytesUsed = kRows * kWidth / 8;
+    static_assert(kWidth < 8 && kBytesLoaded<kBytesUsed> - kBytesUsed <= KDZK_DICT_SLACK_BYTES);
+
+    // One shuffle brings both codes of a pair if two bytes hold them.
+    static constexpr bool kPairsShareBytes = fit_in_load(kWidth, 2, sizeof(uint16_t));
+    static constexpr int pair_byte(int code) { return first_byte(kWidth, kPairsShareBytes ? code / 2 * 2 : code); }
+
+    using Control = std::array<uint8_t, kVectorBytes>;
+
+    // Of the even codes (parity 0) or the odd ones, the two bytes from the first one on, in the processor's order.
+    static constexpr Control control(int parity) {
+        Control control{};
+        for (int pair = 0; pair < kRows / 2; ++pair) {
+            const int at = pair_byte(2 * pair + parity);
+            control[size_t(2 * pair)] = uint8_t(at + 1);
+            control[size_t(2 * pair + 1)] = uint8_t(at);
+        }
+        return control;
+    }
+    static constexpr auto factors(int parity) {
+        std::array<uint16_t, kRows / 2> factors{};
+        for (int pair = 0; pair < kRows / 2; ++pair) {
+            const int code = 2 * pair + parity, up = code * kWidth - 8 * pair_byte(code);
+            factors[size_t(pair)] = uint16_t(1 << (parity == 0 ? up + 8 : up));
+        }
+        return factors;
+    }
+
+    // Of sixteen codes that begin with this byte.
+    static Lanes<kBits> load(const uint8_t *group) {
+        static constexpr Control kEven = control(0), kOdd = control(1);
+        static constexpr auto kEvenFactors = factors(0), kOddFactors = factors(1);
+        const Lanes<8> loaded = load_bytes<kBytesUsed>(group);
+        const auto even = pick_bytes<16>(loaded, load_lanes<8>(kEven.data()));
+        const auto odd = kPairsShareBytes ? even : pick_bytes<16>(loaded, load_lanes<8>(kOdd.data()));
+        return bytes_of_two(times_high(even, load_lanes<16>(kEvenFactors.data())),
+                            times(odd, load_lanes<16>(kOddFactors.data())));
+    }
+};
+
+// Codes of 9 to 15 bits, eight a vector, by two shuffles: of a code's first two bytes, and of the third one, whose top
+// bits come in from below.
+template <int kWidth>
+struct WordWindows {
     static constexpr int kBits = 16, kRows = kGroupCodes;
     static constexpr int kBitsBehind = kBits - kWidth;
     static_assert(kWidth > 8 && kWidth < 16 && kVectorBytes - kWidth <= KDZK_DICT_SLACK_BYTES);
@@ -58,5 +126,8 @@ struct CodeWindows {
                       times_high(pick_bytes<kBits>(loaded, load_lanes<8>(kThird.data())), factors));
     }
 };
+
+template <int kWidth>
+using CodeWindows = std::conditional_t<(kWidth < 8), ByteWindows<kWidth>, WordWindows<kWidth>>;
 
 }  // namespace kdzk

@@ -25,15 +25,18 @@ struct PlanLanes {
     template <int vector>
     static constexpr auto kMasks = as_lanes(P::masks(vector));
 
-    // The codes of a vector, out of the load that serves it.
+    // The bytes of a vector's codes, out of the load that serves it.
+    template <int vector>
+    static Lanes<kBits> shuffled(Lanes<8> loaded) {
+        return pick_bytes<kBits>(loaded, load_lanes<8>(kControl<P::control_of(vector)>.data()));
+    }
+    // The codes alone.
     template <int vector>
     static Lanes<kBits> codes_in_place(Lanes<8> loaded) {
-        const Lanes<8> control = load_lanes<8>(kControl<P::control_of(vector)>.data());
-        const Lanes<kBits> shuffled = pick_bytes<kBits>(loaded, control);
         if constexpr (!P::kNeedsMask)
-            return shuffled;
+            return shuffled<vector>(loaded);
         else
-            return both(shuffled, load_lanes<kBits>(kMasks<P::places_of(vector)>.data()));
+            return both(shuffled<vector>(loaded), load_lanes<kBits>(kMasks<P::places_of(vector)>.data()));
     }
 };
 

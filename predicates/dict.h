@@ -47,13 +47,13 @@ struct PackedLanes {
     }
 };
 
-// The same codes through windows, where the plan would need lanes of 32 bits.
+// The same codes through windows.
 template <int kWidth>
 struct WindowLanes {
     using Windows = CodeWindows<kWidth>;
     using Block = const uint8_t *;
     static constexpr int kBits = Windows::kBits, kBitsBehind = Windows::kBitsBehind;
-    static constexpr int kVectors = 8, kPlaceSets = 1;
+    static constexpr int kVectors = 64 / Windows::kRows, kPlaceSets = 1;
     static constexpr uint32_t kBlockRows = kVectors * Windows::kRows, kBlockBytes = kBlockRows * kWidth / 8;
     static constexpr bool kReachesTopBit = true;
 
@@ -61,20 +61,20 @@ struct WindowLanes {
 
     template <bool ordered, int vector>
     static Lanes<kBits> values(Block block) {
-        const auto windows = Windows::load(block + vector * kWidth);
+        const auto windows = Windows::load(block + vector * Windows::kRows * kWidth / 8);
         return ordered ? windows : both(windows, value_lanes<ordered, 0>(kLargestCode<kWidth>));
     }
     template <bool, int>
     static Lanes<kBits> value_lanes(DictCode<kWidth> value) {
-        return spread(uint16_t(value << kBitsBehind));
+        return spread(UnsignedOf<kBits>(value << kBitsBehind));
     }
 };
 
 // By the shape of the codes.
 template <int kWidth>
-using LanesOfCodes = std::conditional_t<
-    fills_elements(kWidth), ElementLanes<kWidth>,
-    std::conditional_t<(kWidth < 16 && lane_bits(kWidth) == 32), WindowLanes<kWidth>, PackedLanes<kWidth>>>;
+using LanesOfCodes =
+    std::conditional_t<fills_elements(kWidth), ElementLanes<kWidth>,
+                       std::conditional_t<gains_by_windows(kWidth), WindowLanes<kWidth>, PackedLanes<kWidth>>>;
 
 template <int kWidth, Form form>
 struct Dict {

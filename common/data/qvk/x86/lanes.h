@@ -143,6 +143,10 @@ inline Lanes<16> times_high(Lanes<16> a, Lanes<16> b) { return {_mm_mulhi_epu16(
 
 // Each lane shifted towards its low end, zeros coming in.
 template <int kCount>
+Lanes<8> shifted_down(Lanes<8> a) {
+    return {_mm_and_si128(_mm_srli_epi16(a.raw, kCount), _mm_set1_epi8(char(0xFF >> kCount)))};
+}
+template <int kCount>
 Lanes<16> shifted_down(Lanes<16> a) {
     return {_mm_srli_epi16(a.raw, kCount)};
 }
@@ -228,6 +232,11 @@ template <typename ByteAt>
         return Lanes<8>{bytes};
     }
     (std::make_integer_sequence<int, kVectorBytes - 1>());
+}
+
+// The low byte of each lane from one vector, the high byte from another.
+inline Lanes<8> bytes_of_two(Lanes<16> low, Lanes<16> high) {
+    return {_mm_blendv_epi8(high.raw, low.raw, _mm_set1_epi16(0x00FF))};
 }
 
 // One bit a byte lane, the lane's top bit, lane 0 lowest.
