@@ -5,6 +5,7 @@
 // codes in a vector: multiplications move each code up by its offset in its first byte, which drops the code before it.
 #pragma once
 
+#include <bit>
 #include <type_traits>
 
 #include "frame/packing.h"
@@ -20,6 +21,9 @@ constexpr bool gains_by_windows(int width) {
         bits *= 2;
     return lane_bits(width) > bits && bits <= 16;
 }
+
+// One shuffle brings both codes of a pair if two bytes hold them.
+constexpr bool pairs_share_bytes(int width) { return fit_in_load(width, 2, sizeof(uint16_t)); }
 
 // Loads no more than it has to, so that a block reads no further behind itself than hosts allow.
 template <int kBytesUsed>
@@ -41,8 +45,7 @@ struct ByteWindows {
     static constexpr int kBytesUsed = kRows * kWidth / 8;
     static_assert(kWidth < 8 && kBytesLoaded<kBytesUsed> - kBytesUsed <= KDZK_DICT_SLACK_BYTES);
 
-    // One shuffle brings both codes of a pair if two bytes hold them.
-    static constexpr bool kPairsShareBytes = fit_in_load(kWidth, 2, sizeof(uint16_t));
+    static constexpr bool kPairsShareBytes = pairs_share_bytes(kWidth);
     static constexpr int pair_byte(int code) { return first_byte(kWidth, kPairsShareBytes ? code / 2 * 2 : code); }
 
     using Control = std::array<uint8_t, kVectorBytes>;
@@ -76,6 +79,10 @@ struct ByteWindows {
         return bytes_of_two(times_high(even, load_lanes<16>(kEvenFactors.data())),
                             times(odd, load_lanes<16>(kOddFactors.data())));
     }
+
+    // For equality: codes alone, and a code as they have it.
+    static Lanes<kBits> load_codes(const uint8_t *group) { return both(load(group), code_lanes(0xFF >> kBitsBehind)); }
+    static Lanes<kBits> code_lanes(uint8_t code) { return spread(uint8_t(code << kBitsBehind)); }
 };
 
 // Codes of 9 to 15 bits, eight a vector, by two shuffles: of a code's first two bytes, and of the third one, whose top
@@ -108,22 +115,66 @@ struct WordWindows {
     }
     static_assert(first_byte(kWidth, kRows - 1) + 2 < kVectorBytes);
 
+    // A code's offset in its first byte.
+    static constexpr int offset(int code) { return code * kWidth % 8; }
+
     // By its offset a code moves up; the high half of the same product moves the third byte down by what is left of 8.
     static constexpr auto factors() {
         std::array<uint16_t, kRows> factors{};
         for (int code = 0; code < kRows; ++code)
-            factors[size_t(code)] = uint16_t(1 << code * kWidth % 8);
+            factors[size_t(code)] = uint16_t(1 << offset(code));
         return factors;
     }
 
     // Of eight codes that begin with this byte.
     static Lanes<kBits> load(const uint8_t *group) {
-        static constexpr Control kFirstTwo = first_two_bytes(), kThird = third_byte();
         static constexpr auto kFactors = factors();
-        const Lanes<8> loaded = load_lanes<8>(group);
+        const auto [first_two, third] = load_bytes_of_codes(group);
         const Lanes<kBits> factors = load_lanes<kBits>(kFactors.data());
-        return either(times(pick_bytes<kBits>(loaded, load_lanes<8>(kFirstTwo.data())), factors),
-                      times_high(pick_bytes<kBits>(loaded, load_lanes<8>(kThird.data())), factors));
+        return either(times(first_two, factors), times_high(third, factors));
+    }
+
+    // Codes alone and rotated, which is enough for equality and saves the multiplications: bits in the third byte stay
+    // at the top of the lane, where the first byte has another code's.
+    static constexpr uint16_t rotated(uint16_t code_bits, int code) {
+        return std::rotl(code_bits, kBitsBehind - offset(code));
+    }
+    static constexpr auto rotations() {
+        std::array<uint16_t, kRows> factors{};
+        for (int code = 0; code < kRows; ++code)
+            factors[size_t(code)] = rotated(1, code);
+        return factors;
+    }
+    static constexpr auto masks(bool of_third_byte) {
+        std::array<uint16_t, kRows> masks{};
+        for (int code = 0; code < kRows; ++code) {
+            const uint16_t first_two = uint16_t(0xFFFF >> offset(code));
+            masks[size_t(code)] =
+                uint16_t(rotated(0xFFFF >> kBitsBehind, code) & (of_third_byte ? ~first_two : first_two));
+        }
+        return masks;
+    }
+    static Lanes<kBits> load_codes(const uint8_t *group) {
+        static constexpr auto kFirstTwo = masks(false), kThird = masks(true);
+        const auto [first_two, third] = load_bytes_of_codes(group);
+        return either(both(first_two, load_lanes<kBits>(kFirstTwo.data())),
+                      both(third, load_lanes<kBits>(kThird.data())));
+    }
+    static Lanes<kBits> code_lanes(uint16_t code) {
+        static constexpr auto kRotations = rotations();
+        const Lanes<kBits> codes = spread(code), factors = load_lanes<kBits>(kRotations.data());
+        return either(times(codes, factors), times_high(codes, factors));
+    }
+
+  private:
+    struct BytesOfCodes {
+        Lanes<kBits> first_two, third;
+    };
+    static BytesOfCodes load_bytes_of_codes(const uint8_t *group) {
+        static constexpr Control kFirstTwo = first_two_bytes(), kThird = third_byte();
+        const Lanes<8> loaded = load_lanes<8>(group);
+        return {pick_bytes<kBits>(loaded, load_lanes<8>(kFirstTwo.data())),
+                pick_bytes<kBits>(loaded, load_lanes<8>(kThird.data()))};
     }
 };
 

@@ -61,25 +61,41 @@ struct WindowLanes {
 
     template <bool ordered, int vector>
     static Lanes<kBits> values(Block block) {
-        const auto windows = Windows::load(block + vector * Windows::kRows * kWidth / 8);
-        return ordered ? windows : both(windows, value_lanes<ordered, 0>(kLargestCode<kWidth>));
+        const uint8_t *const group = block + vector * Windows::kRows * kWidth / 8;
+        return ordered ? Windows::load(group) : Windows::load_codes(group);
     }
-    template <bool, int>
+    template <bool ordered, int>
     static Lanes<kBits> value_lanes(DictCode<kWidth> value) {
-        return spread(UnsignedOf<kBits>(value << kBitsBehind));
+        return ordered ? spread(UnsignedOf<kBits>(value << kBitsBehind))
+                       : Windows::code_lanes(UnsignedOf<kBits>(value));
     }
 };
 
-// By the shape of the codes.
-template <int kWidth>
+// By the shape of the codes, and by the test: where windows take two shuffles for codes below a byte, the plan is ahead
+// as long as it compares once.
+template <int kWidth, LaneForm form>
+inline constexpr bool kComparesInWindows = gains_by_windows(kWidth)
+                                           && (kWidth > 8 || form == LaneForm::outside
+                                               || form == LaneForm::equal_or_null || pairs_share_bytes(kWidth));
+
+template <int kWidth, LaneForm form>
 using LanesOfCodes =
     std::conditional_t<fills_elements(kWidth), ElementLanes<kWidth>,
-                       std::conditional_t<gains_by_windows(kWidth), WindowLanes<kWidth>, PackedLanes<kWidth>>>;
+                       std::conditional_t<kComparesInWindows<kWidth, form>, WindowLanes<kWidth>, PackedLanes<kWidth>>>;
+
+template <int kWidth, Form form>
+struct CodeRows : EvenRows<LanesOfCodes<kWidth, LaneForm::outside>, kLargestCode<kWidth>, form, fetch_code<kWidth>> {
+    using CodeRows::EvenRows::EvenRows;
+    template <Operator op>
+    using LanesFor = LanesOfCodes<kWidth, lane_form(op, form, !reaches_top_bit(kWidth))>;
+    template <Operator op>
+    using BlockTest = RangeTest<LanesFor<op>, kLargestCode<kWidth>, form, op>;
+};
 
 template <int kWidth, Form form>
 struct Dict {
     using Key = DictCode<kWidth>;
-    using Rows = EvenRows<LanesOfCodes<kWidth>, kLargestCode<kWidth>, form, fetch_code<kWidth>>;
+    using Rows = CodeRows<kWidth, form>;
 
     static constexpr KernelClass kClass = KernelClass::dict;
     static constexpr uint8_t kWidthBits = kWidth;
