@@ -7,39 +7,35 @@
 
 #include "families.h"
 #include "kdzk.h"
-#include "memory_loops.h"
 #include "rates.h"
 
 // Two sources and a destination, a third of the working set each.
 void register_bit_vectors(const WorkingSet &set) {
-    const size_t words = set.bytes / 3 / 8 / 16 * 16, bytes = 3 * words * 8;
-    const auto add = [&](const std::string &name, const std::string &plain, auto function) {
-        measure(
-            name + "/" + set.name, "and_plain/" + set.name, {bytes, words * 64},
-            [=] {
-                const auto result = std::make_shared<std::vector<uint64_t>>(words);
-                return [=] {
-                    function(result->data(), shared_words(), shared_words() + words, words);
-                    benchmark::ClobberMemory();
-                };
-            },
-            plain.empty() ? "" : plain + "/" + set.name);
+    const size_t words = set.bytes / 3 / 8 / 16 * 16, bytes = 3 * words * 8, all_words = set.bytes / 8;
+    const std::string at = "/" + set.name, read = "read" + at;
+    // function(dst, a, b, words)
+    const auto over_two = [=](auto function) {
+        const auto result = std::make_shared<std::vector<uint64_t>>(words);
+        return [=] {
+            benchmark::DoNotOptimize(function(result->data(), shared_words(), shared_words() + words, words));
+            benchmark::ClobberMemory();
+        };
     };
-    add("and_plain", "", and_words);
-    add("and_count_plain", "", [](auto... arguments) { benchmark::DoNotOptimize(and_and_count_words(arguments...)); });
-    add("kdzk_lbiwvand_dydi", "and_plain", [](uint64_t *dst, const uint64_t *a, const uint64_t *b, size_t count) {
-        kdzk_lbiwvand_dydi(dst, nullptr, a, b, count * 64);
+    measure_plain("and_plain" + at, read, {bytes, words * 64}, [=](const PlainLoops &loops) {
+        return over_two([&loops](auto... arguments) { return loops.and_words(arguments...), 0; });
     });
-    const std::string counted = "kdzk_lbiwvand_dydi+count";
-    add(counted, "and_count_plain", [](uint64_t *dst, const uint64_t *a, const uint64_t *b, size_t count) {
-        uint32_t ones;
-        kdzk_lbiwvand_dydi(dst, &ones, a, b, count * 64);
-        benchmark::DoNotOptimize(ones);
+    measure_plain("and_count_plain" + at, read, {bytes, words * 64},
+                  [=](const PlainLoops &loops) { return over_two(loops.and_and_count_words); });
+    measure_plain("count_plain" + at, read, {set.bytes, all_words * 64}, [=](const PlainLoops &loops) {
+        return [=, &loops] { benchmark::DoNotOptimize(loops.count_words(shared_words(), all_words)); };
     });
-    const size_t all_words = set.bytes / 8;
-    const std::string read = "read/" + set.name;
-    measure("count_plain/" + set.name, read, {set.bytes, all_words * 64},
-            [=] { return [=] { benchmark::DoNotOptimize(count_words(shared_words(), all_words)); }; });
+    const auto conjunction = [=](bool counted) {
+        return over_two([=](uint64_t *dst, const uint64_t *a, const uint64_t *b, size_t count) {
+            uint32_t ones = 0;
+            kdzk_lbiwvand_dydi(dst, counted ? &ones : nullptr, a, b, count * 64);
+            return ones;
+        });
+    };
     const auto count = [=] {
         return [=] {
             uint32_t ones;
@@ -47,7 +43,12 @@ void register_bit_vectors(const WorkingSet &set) {
             benchmark::DoNotOptimize(ones);
         };
     };
-    measure("kdzk_lbiwvpopcnt_dydi/" + set.name, read, {set.bytes, all_words * 64}, count, "count_plain/" + set.name);
+    measure(
+        "kdzk_lbiwvand_dydi" + at, read, {bytes, words * 64}, [=] { return conjunction(false); }, "and_plain" + at);
+    measure(
+        "kdzk_lbiwvand_dydi+count" + at, read, {bytes, words * 64}, [=] { return conjunction(true); },
+        "and_count_plain" + at);
+    measure("kdzk_lbiwvpopcnt_dydi" + at, read, {set.bytes, all_words * 64}, count, "count_plain" + at);
 }
 
 // Rows a second are rows delivered.
@@ -55,18 +56,14 @@ void register_iteration(uint32_t one_in) {
     constexpr uint32_t rows = 1 << 16;
     const auto bits = std::make_shared<std::vector<uint64_t>>(random_bits(rows, one_in));
     const auto out = std::make_shared<std::vector<uint32_t>>(rows);
-    const size_t ones = list_rows_bit_by_bit(bits->data(), rows, out->data());
-    const std::string set = "/1_in_" + std::to_string(one_in), bit_by_bit = "list_rows_bit_by_bit" + set;
-    measure(bit_by_bit, "", {0, ones},
-            [=] { return [=] { benchmark::DoNotOptimize(list_rows_bit_by_bit(bits->data(), rows, out->data())); }; });
-    const auto by_8 = [=] {
-        return [=] {
-            kdzk_lbiv_ictx walk;
-            kdzk_lbiv_ictx_ini2_dydi(&walk, bits->data(), rows, 0, 0);
-            while (kdzk_lbiwvones_dydi(&walk, out->data(), 8) == 8)
-                benchmark::ClobberMemory();
-        };
+    const std::string set = "/1_in_" + std::to_string(one_in);
+    const std::string bit_by_bit = "list_rows_bit_by_bit" + set, by_bit_scan = "list_rows" + set;
+    const Work listed = {0, plain_loops().front()->list_rows(bits->data(), rows, out->data())};
+    const auto list = [=](auto loop) {
+        return [=] { benchmark::DoNotOptimize(loop(bits->data(), rows, out->data())); };
     };
+    measure_plain(bit_by_bit, "", listed, [=](const PlainLoops &loops) { return list(loops.list_rows_bit_by_bit); });
+    measure_plain(by_bit_scan, "", listed, [=](const PlainLoops &loops) { return list(loops.list_rows); });
     const auto one_by_one = [=] {
         return [=] {
             kdzk_lbiv_ictx walk;
@@ -75,6 +72,17 @@ void register_iteration(uint32_t one_in) {
                 benchmark::ClobberMemory();
         };
     };
-    measure("kdzk_lbiwvones_dydi_by_8" + set, "", {0, ones}, by_8, bit_by_bit);
-    measure("kdzk_lbiwviter_dydi" + set, "", {0, ones}, one_by_one, bit_by_bit);
+    measure("kdzk_lbiwviter_dydi" + set, "", listed, one_by_one, bit_by_bit);
+    for (const uint64_t batch : {8u, 256u}) {
+        const auto by_batches = [=] {
+            return [=] {
+                kdzk_lbiv_ictx walk;
+                kdzk_lbiv_ictx_ini2_dydi(&walk, bits->data(), rows, 0, 0);
+                while (kdzk_lbiwvones_dydi(&walk, out->data(), batch) == batch)
+                    benchmark::ClobberMemory();
+            };
+        };
+        measure("kdzk_lbiwvones_dydi_by_" + std::to_string(batch) + set, "", listed, by_batches,
+                batch == 8 ? bit_by_bit : by_bit_scan);
+    }
 }

@@ -8,7 +8,6 @@
 
 #include "families.h"
 #include "kdzk.h"
-#include "memory_loops.h"
 #include "rates.h"
 
 namespace {
@@ -87,13 +86,13 @@ struct Call {
         benchmark::ClobberMemory();
     }
 
-    void probe_plainly() {
-        benchmark::DoNotOptimize(probe_filter(next_hashes(), operand.res_bv, bits, rows, result.data()));
+    void probe_by(const PlainLoops &loops) {
+        benchmark::DoNotOptimize(loops.probe_filter(next_hashes(), operand.res_bv, bits, rows, result.data()));
         benchmark::ClobberMemory();
     }
 
     // The walk is the library's; what is compared is the way of probing.
-    void visit_plainly() {
+    void visit_by(const PlainLoops &loops) {
         const uint8_t *const hashes = next_hashes();
         kdzk_lbiv_ictx walk;
         kdzk_lbiv_ictx_ini2_dydi(&walk, context.sel_bv, rows, 0, 0);
@@ -101,7 +100,7 @@ struct Call {
         do {
             fetched = kdzk_lbiwvones_dydi(&walk, batch.data(), batch.size());
             benchmark::DoNotOptimize(
-                probe_filter_rows(hashes, operand.res_bv, bits, batch.data(), fetched, result.data()));
+                loops.probe_filter_rows(hashes, operand.res_bv, bits, batch.data(), fetched, result.data()));
         } while (fetched == batch.size());
         benchmark::ClobberMemory();
     }
@@ -113,33 +112,35 @@ std::string size_name(uint64_t bytes) {
 
 void register_filter(uint64_t bytes, uint32_t halvings) {
     const std::string set = "/" + size_name(bytes) + "/hits_1_in_" + std::to_string(1 << halvings);
-    const auto add = [&](const std::string &name, const std::string &plain, bool partitioned, uint32_t element_bytes,
-                         uint32_t selected_one_in, auto run) {
-        const Work work = {0, rows_for(bytes) / selected_one_in};
-        measure(
-            name + set, "", work,
-            [=] {
-                const auto call = std::make_shared<Call>(bytes, halvings, partitioned, element_bytes);
-                if (selected_one_in > 1)
-                    call->select(selected_one_in);
-                return [=] { run(*call); };
-            },
-            plain.empty() ? "" : plain + set);
+    const auto prepare = [=](bool partitioned, uint32_t element_bytes, uint32_t selected_one_in) {
+        const auto call = std::make_shared<Call>(bytes, halvings, partitioned, element_bytes);
+        if (selected_one_in > 1)
+            call->select(selected_one_in);
+        return call;
     };
-    const auto probe = [](Call &call) { call(); };
-    add("plain_bloom", "", false, 4, 1, [](Call &call) { call.probe_plainly(); });
-    add("kdzk_bloom_dydi", "plain_bloom", false, 4, 1, probe);
-    add("kdzk_bloom_dydi:partitioned", "plain_bloom", true, 4, 1, probe);
-    add("kdzk_bloom_dydi:hashes_of_64_bits", "plain_bloom", false, 8, 1, probe);
-    add("plain_bloom_rows", "", false, 4, 4, [](Call &call) { call.visit_plainly(); });
-    add("kdzk_bloom_dydi:1_in_4_selected", "plain_bloom_rows", false, 4, 4, probe);
+    const auto work = [=](uint32_t selected_one_in) { return Work{0, rows_for(bytes) / selected_one_in}; };
+    measure_plain("plain_bloom" + set, "", work(1), [=](const PlainLoops &loops) {
+        return [&loops, call = prepare(false, 4, 1)] { call->probe_by(loops); };
+    });
+    measure_plain("plain_bloom_rows" + set, "", work(4), [=](const PlainLoops &loops) {
+        return [&loops, call = prepare(false, 4, 4)] { call->visit_by(loops); };
+    });
+    const auto add = [&](const std::string &variant, bool partitioned, uint32_t element_bytes,
+                         uint32_t selected_one_in) {
+        measure(
+            "kdzk_bloom_dydi" + variant + set, "", work(selected_one_in),
+            [=] { return [call = prepare(partitioned, element_bytes, selected_one_in)] { (*call)(); }; },
+            (selected_one_in > 1 ? "plain_bloom_rows" : "plain_bloom") + set);
+    };
+    add("", false, 4, 1);
+    add(":partitioned", true, 4, 1);
+    add(":hashes_of_64_bits", false, 8, 1);
+    add(":1_in_4_selected", false, 4, 4);
 }
 
 }  // namespace
 
-void register_bloom() {
-    for (const uint64_t bytes :
-         {uint64_t{8} << 10, uint64_t{256} << 10, uint64_t{16} << 20, uint64_t{64} << 20, uint64_t{256} << 20})
-        for (const uint32_t halvings : {1u, 6u})
-            register_filter(bytes, halvings);
+void register_bloom(uint64_t filter_bytes) {
+    for (const uint32_t halvings : {1u, 6u})
+        register_filter(filter_bytes, halvings);
 }

@@ -9,11 +9,7 @@
 #include <vector>
 
 #include "families.h"
-#include "kdzk.h"
-#include "memory_loops.h"
 #include "rates.h"
-
-extern "C" const char *const kdzk_dispatch_names[KDZK_TABLE_SLOTS];
 
 namespace {
 
@@ -98,6 +94,15 @@ struct Call {
     }
 
     template <bool by_lengths>
+    void burst_by(const PlainLoops &loops, uint32_t length_bytes) {
+        std::memset(result.data(), 0, kRows / 8);
+        const PlainBurst burst = loops.burst(8 * length_bytes, !by_lengths);
+        const uint8_t *const runs = by_lengths ? lengths.data() : starts.data();
+        benchmark::DoNotOptimize(burst(runs, encoding.run_count, wanted.data(), result.data()));
+        benchmark::ClobberMemory();
+    }
+
+    template <bool by_lengths>
     void set_ranges(uint32_t length_bytes) {
         std::memset(result.data(), 0, kRows / 8);
         for_each_wanted<by_lengths>(length_bytes, [&](uint64_t first, uint32_t rows) {
@@ -111,14 +116,19 @@ template <bool by_lengths>
 void register_burst(uint32_t width, uint32_t mean_rows) {
     const uint32_t slot = kdzk_slot(KDZK_CLASS_RLE, width, KDZK_OP_BURST, by_lengths ? KDZK_FORM_PLAIN : KDZK_FORM_CLA);
     const std::string name = kdzk_dispatch_names[slot] + ("/mean_" + std::to_string(mean_rows));
+    const Work work = {kRows / 8, kRows};
+    measure_plain("plain_" + name, "memset/burst", work, [=](const PlainLoops &loops) {
+        const auto call = std::make_shared<Call>(width / 8, mean_rows);
+        return [=, &loops] { call->burst_by<by_lengths>(loops, width / 8); };
+    });
     const auto add = [&](const std::string &prefix, auto run) {
         measure(
-            prefix + name, "memset/burst", {kRows / 8, kRows},
+            prefix + name, "memset/burst", work,
             [=] {
                 const auto call = std::make_shared<Call>(width / 8, mean_rows);
                 return [=] { run(*call); };
             },
-            prefix.empty() ? "or_" + name : "");
+            prefix.empty() ? "plain_" + name : "");
     };
     add("or_", [=](Call &call) { call.or_seven_bytes_at_a_time<by_lengths>(width / 8); });
     add("set_range_", [=](Call &call) { call.set_ranges<by_lengths>(width / 8); });
@@ -139,8 +149,10 @@ void register_bursts() {
         };
     });
     for (const uint32_t mean_rows : {1u, 4u, 16u, 50u, 150u, 500u, 1500u, 5000u, 15000u, 60000u}) {
-        if (mean_rows <= 255)
+        if (mean_rows <= 255) {
             register_burst<true>(8, mean_rows);
+            register_burst<false>(8, mean_rows);
+        }
         register_burst<true>(16, mean_rows);
         register_burst<false>(16, mean_rows);
     }

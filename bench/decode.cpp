@@ -8,11 +8,7 @@
 #include <vector>
 
 #include "families.h"
-#include "kdzk.h"
-#include "memory_loops.h"
 #include "rates.h"
-
-extern "C" const char *const kdzk_dispatch_names[KDZK_TABLE_SLOTS];
 
 namespace {
 
@@ -47,6 +43,15 @@ struct Call {
         destination.res_bv = reinterpret_cast<uint64_t *>(output.data());
     }
     Call(const Call &) = delete;
+
+    PlainRows plain_rows() const { return {static_cast<const uint8_t *>(source.data), nullptr, rows}; }
+    PlainDictionary plain_dictionary() const {
+        return {encoding.sym_data, length_be[1], encoding.dict_kind == 1 ? offsets.data() : nullptr};
+    }
+    PlainSymbols plain_symbols() {
+        return {reinterpret_cast<uint64_t *>(output.data()), reinterpret_cast<uint16_t *>(lengths.data()),
+                reinterpret_cast<uint16_t *>(flags.data())};
+    }
 
     void select(uint32_t one_in) {
         selection = one_in == 1 ? std::vector<uint64_t>(rows / 64 + 1, ~uint64_t{0}) : random_bits(rows, one_in);
@@ -103,117 +108,100 @@ void measure_call(const std::string &name, uint32_t operation, uint32_t width, u
         plain_loop);
 }
 
+// The same with a plain loop over the same call's buffers: run_plainly(loops, call).
+template <typename Prepare, typename RunPlainly>
+void measure_both(const std::string &name, uint32_t operation, uint32_t width, uint32_t rows, Prepare prepare,
+                  RunPlainly run_plainly) {
+    measure_plain("plain_" + name, "", {size_t{rows} * width / 8, rows}, [=](const PlainLoops &loops) {
+        const auto call = std::make_shared<Call>(operation, width, rows);
+        prepare(*call);
+        return [=, &loops] {
+            run_plainly(loops, *call);
+            benchmark::ClobberMemory();
+        };
+    });
+    measure_call(name, operation, width, rows, prepare, "plain_" + name);
+}
+
 void register_unpack(uint32_t width, uint32_t rows) {
-    const std::string name = name_of(KDZK_OP_DECODE_UNPACK, width);
     for (const uint32_t wide : {0u, 1u}) {
-        const std::string element = wide ? ":wide" : "";
-        const std::string all = name + element + "/all", plain = "plain_" + all;
+        const std::string name = name_of(KDZK_OP_DECODE_UNPACK, width) + (wide ? ":wide" : "");
         const uint32_t element_bits = wide || width > 16 ? 32 : width > 8 ? 16 : 8;
-        measure(plain, "", {size_t{rows} * width / 8, rows}, [=] {
-            const auto call = std::make_shared<Call>(KDZK_OP_DECODE_UNPACK, width, rows);
-            return [=] {
-                plain_unpack(width, element_bits)({shared_bytes(), nullptr, rows}, call->output.data());
-                benchmark::ClobberMemory();
-            };
-        });
         const auto prepare = [=](Call &call) { call.context.wide_codes = wide; };
-        measure_call(all, KDZK_OP_DECODE_UNPACK, width, rows, prepare, plain);
+        measure_both(name + "/all", KDZK_OP_DECODE_UNPACK, width, rows, prepare,
+                     [=](const PlainLoops &loops, Call &call) {
+                         loops.unpack(width, element_bits)(call.plain_rows(), call.output.data());
+                     });
         for (const uint32_t one_in : {1u, 2u, 10u, 100u})
-            measure_call(
-                name + element + "/1_in_" + std::to_string(one_in), KDZK_OP_DECODE_UNPACK, width, rows,
-                [=](Call &call) {
-                    call.context.wide_codes = wide;
-                    call.select(one_in);
-                },
-                all);
+            measure_call(name + "/1_in_" + std::to_string(one_in), KDZK_OP_DECODE_UNPACK, width, rows, [=](Call &call) {
+                prepare(call);
+                call.select(one_in);
+            });
     }
 }
 
 void register_set(uint32_t width, uint32_t rows) {
-    const std::string all = name_of(KDZK_OP_SET, width) + "/all", plain = "plain_" + all;
     const auto prepare = [=](Call &call) {
         call.lay_small_codes(width);
         call.set = random_bits(uint64_t{1} << std::min(width, 16u), 2);
         call.operand.res_bv = call.set.data();
     };
-    measure(plain, "", {size_t{rows} * width / 8, rows}, [=] {
-        const auto call = std::make_shared<Call>(KDZK_OP_SET, width, rows);
-        prepare(*call);
-        return [=] {
-            const PlainRows codes = {call->payload.data(), nullptr, rows};
-            benchmark::DoNotOptimize(plain_set_test(width)(codes, call->set.data(), call->destination.res_bv));
-            benchmark::ClobberMemory();
-        };
-    });
-    measure_call(all, KDZK_OP_SET, width, rows, prepare, plain);
+    measure_both(name_of(KDZK_OP_SET, width) + "/all", KDZK_OP_SET, width, rows, prepare,
+                 [=](const PlainLoops &loops, Call &call) {
+                     const PlainSetTest test = loops.set_test(width);
+                     benchmark::DoNotOptimize(test(call.plain_rows(), call.set.data(), call.destination.res_bv));
+                 });
 }
 
-// The same gather in a plain loop.
-void decode_plainly(Call &call, uint32_t width) {
-    for (size_t at = 0; at < call.list.size(); ++at) {
-        const uint64_t bit = uint64_t{call.list[at]} * width;
-        uint64_t window;
-        __builtin_memcpy(&window, call.payload.data() + bit / 8, 8);
-        const uint64_t code = __builtin_bswap64(window) << bit % 8 >> (64 - width);
-        const uint64_t address = call.encoding.sym_data + uint32_t(code * 5);
-        const uint16_t length = 5, flag = 0;
-        __builtin_memcpy(call.output.data() + 8 * at, &address, 8);
-        __builtin_memcpy(call.lengths.data() + 2 * at, &length, 2);
-        __builtin_memcpy(call.flags.data() + 2 * at, &flag, 2);
-    }
-    benchmark::ClobberMemory();
-}
-
-void register_decode(uint32_t width, uint32_t rows, bool in_order) {
-    const std::string name = name_of(KDZK_OP_DECODE, width) + (in_order ? "/ascending" : "/random");
-    const auto lay_list = [=](Call &call) {
+void register_decode(uint32_t width, uint32_t rows, bool in_order, bool by_offsets) {
+    const auto prepare = [=](Call &call) {
         std::mt19937 random(1);
         for (uint32_t row = 0; row < rows; ++row)
             call.list.push_back(in_order ? row : uint32_t(random()) % rows);
         call.context.row_list = call.list.data();
         call.context.row_list_len = rows;
         call.lay_small_codes(width);
+        if (by_offsets)
+            call.lay_offsets();
     };
-    measure("plain_" + name, "", {0, rows}, [=] {
-        const auto call = std::make_shared<Call>(KDZK_OP_DECODE, width, rows);
-        lay_list(*call);
-        return [=] { decode_plainly(*call, width); };
-    });
-    measure_call(name, KDZK_OP_DECODE, width, rows, lay_list, "plain_" + name);
-    measure_call(name + ":offsets", KDZK_OP_DECODE, width, rows, [=](Call &call) {
-        lay_list(call);
-        call.lay_offsets();
-    });
+    const std::string name = name_of(KDZK_OP_DECODE, width) + (by_offsets ? ":offsets" : "");
+    measure_both(name + (in_order ? "/ascending" : "/random"), KDZK_OP_DECODE, width, rows, prepare,
+                 [=](const PlainLoops &loops, Call &call) {
+                     loops.decode(width)(call.plain_rows(), call.list.data(), call.plain_dictionary(),
+                                         call.plain_symbols());
+                 });
 }
 
-void register_symbols(uint32_t width, uint32_t rows) {
-    const std::string name = name_of(KDZK_OP_DECODE_SYMBOL, width);
+void register_symbols(uint32_t width, uint32_t rows, bool by_offsets) {
     const uint32_t element_bits = width <= 8 ? 8 : width <= 16 ? 16 : 32;
-    for (const bool by_offsets : {false, true})
-        measure_call(name + (by_offsets ? ":offsets" : "") + "/all", KDZK_OP_DECODE_SYMBOL, width, rows,
-                     [=](Call &call) {
-                         call.payload.resize(size_t{rows} * element_bits / 8);
-                         for (size_t at = 0; at < call.payload.size(); at += element_bits / 8)
-                             call.payload[at] = shared_bytes()[at];
-                         call.source.data = call.payload.data();
-                         if (by_offsets)
-                             call.lay_offsets();
-                     });
+    const auto prepare = [=](Call &call) {
+        call.payload.resize(size_t{rows} * element_bits / 8);
+        for (size_t at = 0; at < call.payload.size(); at += element_bits / 8)
+            call.payload[at] = uint8_t(shared_bytes()[at] & ((1u << std::min(width, 8u)) - 1));
+        call.source.data = call.payload.data();
+        if (by_offsets)
+            call.lay_offsets();
+    };
+    const std::string name = name_of(KDZK_OP_DECODE_SYMBOL, width) + (by_offsets ? ":offsets" : "");
+    measure_both(name + "/all", KDZK_OP_DECODE_SYMBOL, width, rows, prepare, [=](const PlainLoops &loops, Call &call) {
+        loops.look_up(element_bits)(call.source.data, rows, call.plain_dictionary(), call.plain_symbols());
+    });
 }
 
 }  // namespace
 
 void register_decoding() {
-    constexpr uint32_t rows = 4096;  // all that a call touches stays in the first cache, or nearly
+    // All that a call touches stays in the first cache; a row of symbols takes twelve bytes.
+    constexpr uint32_t rows = 4096, rows_of_symbols = 1024;
     for (uint32_t width = 1; width <= 32; ++width) {
-        if (width > 20 && width != 24 && width != 32)
+        if (!is_live(kdzk_slot(KDZK_CLASS_DICT, width, KDZK_OP_DECODE, KDZK_FORM_PLAIN)))
             continue;
         register_unpack(width, rows);
         register_set(width, rows);
+        for (const bool by_offsets : {false, true}) {
+            register_decode(width, rows_of_symbols, true, by_offsets);
+            register_decode(width, rows_of_symbols, false, by_offsets);
+            register_symbols(width, rows_of_symbols, by_offsets);
+        }
     }
-    for (const uint32_t width : {5u, 8u, 12u, 20u, 32u})
-        for (const bool in_order : {true, false})
-            register_decode(width, rows, in_order);
-    for (const uint32_t width : {8u, 16u, 32u})
-        register_symbols(width, rows);
 }

@@ -2,18 +2,9 @@
 // second, and beyond the last.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
-#include <cstdlib>
-
 #include "families.h"
-#include "kdzk.h"
 #include "memory_loops.h"
 #include "rates.h"
-
-extern "C" void host_raise_internal_error(void *, void *, const char *message, int) {
-    std::fprintf(stderr, "%s\n", message);
-    std::abort();
-}
 
 namespace {
 
@@ -36,7 +27,8 @@ int main(int argc, char **argv) {
     register_small_predicate_calls();
     register_decoding();
     register_bursts();
-    register_bloom();
+    for (const uint64_t kibibytes : {8u, 256u, 16u << 10, 64u << 10, 256u << 10})
+        register_bloom(kibibytes << 10);
     for (const uint32_t one_in : {100u, 10u, 2u})
         register_iteration(one_in);
     RateTable table;

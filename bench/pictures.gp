@@ -1,5 +1,6 @@
-# pictures.gp: the pictures of docs/pictures out of the .dat files that scripts/report.py writes. Wants two variables:
-# data, the folder of these files, and about, the machine, the compiler and the day.
+# pictures.gp: the pictures of docs/pictures out of the .dat files that scripts/report.py and scripts/peers.py write.
+# Wants two variables: data, the folder of these files, and about, the machine, the compiler and the day. Where a third,
+# of_peers, is set, it draws the picture of peers, else all others.
 
 # One style for all: colours that also colour-blind eyes tell apart, and a point of its own shape for each.
 set style line 1 linecolor rgb "#0072B2" linewidth 2 pointtype 7 pointsize 0.7
@@ -15,6 +16,23 @@ svg(width, height) = sprintf("set terminal svg size %d,%d font 'sans-serif,12' b
 titled(text) = text . "\n{/*0.8 " . about . "}"
 
 eval svg(860, 420)
+# A line a task, of a logarithmic multiple; ratios are in that column of the file.
+lines_of(file, ratio) = sprintf("unset ylabel; unset key; unset grid; set grid xtics linestyle 9; set border 1;" \
+    . "set ytics scale 0; set logscale x; set xtics (0.2, 0.5, 1, 2, 5, 10, 20, 50, 100, 200, 500, 1000);" \
+    . "set yrange [*:*]; stats data.'%s' using %d nooutput; set yrange [STATS_records - 0.5:-0.5];" \
+    . "set xrange [0.2:*] noextend;" \
+    . "set arrow 1 from 1, graph 0 to 1, graph 1 nohead dashtype 2 linecolor rgb '#606060'", file, ratio)
+
+if (exists("of_peers")) {
+    set output "docs/pictures/peers.svg"
+    set title titled("Ours beside the peers")
+    set xlabel "times as fast as the peer"
+    eval lines_of("peers.dat", 2)
+    plot data."peers.dat" using (1):0:($2 - 1):(0):ytic(1) with vectors nohead linestyle 1 linewidth 5, \
+         "" using 2:0 with points linestyle 2 pointsize 1
+    exit
+}
+
 set output "docs/pictures/rows-per-cycle.svg"
 set title titled("Scans of dictionary codes in the first cache")
 set xlabel "bits a code"
@@ -40,20 +58,8 @@ do for [panel = 0:1] {
 unset multiplot
 
 set output "docs/pictures/plain-loops.svg"
-set title titled("Kernels against plain loops: least, median, most")
+set title titled("Kernels against plain loops by either compiler: least, median, most")
 set xlabel "times as fast as the plain loop"
-unset ylabel
-unset key
-unset grid
-set grid xtics linestyle 9
-set border 1
-set ytics scale 0
-set logscale x
-set xrange [0.5:*] noextend
-set xtics (0.5, 1, 2, 5, 10, 20, 50, 100, 200, 500, 1000)
-set yrange [*:*]
-stats data."plain-loops.dat" using 3 nooutput
-set yrange [STATS_records - 0.5:-0.5]
-set arrow 1 from 1, graph 0 to 1, graph 1 nohead dashtype 2 linecolor rgb "#606060"
+eval lines_of("plain-loops.dat", 3)
 plot data."plain-loops.dat" using 2:0:($4 - $2):(0) with vectors nohead linestyle 1 linewidth 5, \
      "" using 3:0:ytic(1) with points linestyle 2 pointsize 1

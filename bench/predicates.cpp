@@ -9,10 +9,7 @@
 
 #include "families.h"
 #include "kdzk.h"
-#include "memory_loops.h"
 #include "rates.h"
-
-extern "C" const char *const kdzk_dispatch_names[KDZK_TABLE_SLOTS];
 
 namespace {
 
@@ -46,16 +43,41 @@ struct Subject {
             return Comparison::equality;
         return operation() < KDZK_OP_GT_LT ? Comparison::one_bound : Comparison::two_bounds;
     }
-    // The plain loop of the same task; tz forms, which compare lengths besides, have the one of the plain form.
-    std::string plain_name() const {
-        constexpr const char *names[] = {"plain_eq_", "plain_lt_", "plain_ge_le_"};
-        return names[size_t(comparison())] + std::string(is_dynp() ? "dynp_" : "") + std::to_string(value_bits())
-               + "bit";
+    // At 8 bits rows have one length, so tz forms compare as plain ones do.
+    PlainForm form() const {
+        if (is_plain_form() || (kernel_class() == KDZK_CLASS_FIXED && width() == 8))
+            return PlainForm::plain;
+        return kernel_class() == KDZK_CLASS_DICT ? PlainForm::null : PlainForm::tz;
     }
+    std::string plain_name() const {
+        constexpr const char *names[] = {"plain_eq_", "plain_lt_", "plain_ge_le_"}, *forms[] = {"", "_null", "_tz"};
+        return names[size_t(comparison())] + std::string(is_dynp() ? "dynp_" : "") + std::to_string(value_bits())
+               + "bit" + forms[size_t(form())];
+    }
+    PlainScan plain_scan(const PlainLoops &loops) const {
+        return is_dynp()                           ? loops.dynp_scan(width(), comparison(), form())
+               : kernel_class() == KDZK_CLASS_DICT ? loops.code_scan(width(), comparison(), form())
+                                                   : loops.fixed_scan(row_bits, comparison(), form());
+    }
+    // Keys such that some rows pass and some don't: half of them by one bound, the middle half by two. Where codes have
+    // one bit, no keys do that for gt_lt, nor these for ge_lt.
+    PlainKeys keys(uint32_t op) const {
+        const uint64_t largest = ~uint64_t{0} >> (64 - value_bits());
+        if (op < KDZK_OP_GT_LT)
+            return {largest / 2 + (op != KDZK_OP_LE && op != KDZK_OP_GT), 0, 0, 0};
+        return {largest / 4 + (op == KDZK_OP_GE_LT || op == KDZK_OP_GE_LE), largest - largest / 4, 0, 0};
+    }
+    // A plain loop stands for several operators. Where 0 is NULL and 1 the only other code, the bound lets that pass.
+    PlainKeys plain_keys() const {
+        PlainKeys keys = this->keys(comparison() == Comparison::two_bounds ? KDZK_OP_GE_LE : KDZK_OP_LT);
+        keys.lower += form() == PlainForm::null && value_bits() == 1 && comparison() == Comparison::one_bound;
+        return keys;
+    }
+    // A multiple of 64, as plain loops want.
     size_t rows_in(size_t bytes) const {
         // Rows of random lengths may take a little more than they do on average.
         const size_t rows = bytes * 8 / row_bits;
-        return std::min<size_t>(is_dynp() ? rows - rows / 64 : rows, (size_t{1} << 31) - 1);
+        return std::min(is_dynp() ? rows - rows / 64 : rows, (size_t{1} << 31) - 1) / 64 * 64;
     }
     Work work_in(size_t bytes) const { return {rows_in(bytes) * row_bits / 8, rows_in(bytes)}; }
 };
@@ -69,7 +91,7 @@ std::vector<uint8_t> random_lens(const Subject &subject, size_t rows) {
     return lens;
 }
 
-// One kernel over the shared bytes as its payload. Keys lie about a quarter from either end.
+// One kernel over the shared bytes as its payload.
 struct Scan {
     uint32_t slot;
     uint64_t lower, upper;
@@ -82,9 +104,9 @@ struct Scan {
     kdzk_exec_ctx context = {};
 
     Scan(const Subject &subject, uint32_t rows, uint32_t selected_one_in) : slot(subject.slot), result(rows / 64 + 1) {
-        const uint64_t largest = ~uint64_t{0} >> (64 - subject.value_bits());
-        lower = key_of(subject, largest / 4 + 1);
-        upper = key_of(subject, largest - largest / 4);
+        const PlainKeys keys = subject.keys(subject.operation());
+        lower = key_of(subject, keys.lower);
+        upper = key_of(subject, keys.upper);
         if (subject.kernel_class() != KDZK_CLASS_DICT && subject.width() > 8)
             lens = random_lens(subject, rows);
         encoding.width = uint8_t(subject.row_bits);
@@ -127,18 +149,16 @@ struct Scan {
 
 void register_plain_scan(const WorkingSet &set, const Subject &subject) {
     const Work work = subject.work_in(set.bytes);
-    const uint64_t largest = ~uint64_t{0} >> (64 - subject.value_bits());
-    const uint64_t lower = largest / 4 + 1, upper = largest - largest / 4;
-    measure(subject.plain_name() + "/" + set.name, "read/" + set.name, work, [=] {
-        const auto result = std::make_shared<std::vector<uint64_t>>(work.rows / 64 + 1);
+    measure_plain(subject.plain_name() + "/" + set.name, "read/" + set.name, work, [=](const PlainLoops &loops) {
+        const PlainScan scan = subject.plain_scan(loops);
+        const PlainKeys keys = subject.plain_keys();
+        const auto result = std::make_shared<std::vector<uint64_t>>(work.rows / 64);
         const auto lens = std::make_shared<std::vector<uint8_t>>();
-        if (subject.is_dynp())
+        if (subject.is_dynp() || subject.form() == PlainForm::tz)
             *lens = random_lens(subject, work.rows);
         return [=] {
             const PlainRows rows = {shared_bytes(), lens->data(), uint32_t(work.rows)};
-            const PlainScan scan = subject.is_dynp() ? plain_dynp_scan(subject.width(), subject.comparison())
-                                                     : plain_scan(subject.row_bits, subject.comparison());
-            benchmark::DoNotOptimize(scan(rows, lower, upper, result->data()));
+            benchmark::DoNotOptimize(scan(rows, keys, result->data()));
             benchmark::ClobberMemory();
         };
     });
@@ -171,10 +191,6 @@ void register_masked_scans(const WorkingSet &set) {
                 return [scan] { (*scan)(); };
             });
         }
-}
-
-bool is_live(uint32_t slot) {
-    return kdzk_dispatch_table[slot].invalid != kdzk_dispatch_table[KDZK_TABLE_SLOTS - 1].invalid;
 }
 
 // The columns that a slot's kernel can have.

@@ -2,9 +2,16 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
+#include "kdzk.h"
 #include "memory_loops.h"
+
+extern "C" void host_raise_internal_error(void *, void *, const char *message, int) {
+    std::fprintf(stderr, "%s\n", message);
+    std::abort();
+}
 
 namespace {
 
@@ -18,6 +25,12 @@ constexpr char kCompiler[] = "g++ " __VERSION__;
 #endif
 
 }  // namespace
+
+std::vector<const PlainLoops *> plain_loops() {
+    std::vector<const PlainLoops *> all = {&gnu_plain_loops, &clang_plain_loops};
+    std::erase(all, nullptr);
+    return all;
+}
 
 const std::vector<NamedRate> &measured_rates() { return all_measured; }
 
@@ -65,13 +78,20 @@ RateTable::Rate RateTable::best_of(const std::string &name) const {
     return found == best_.end() ? Rate{} : found->second;
 }
 
+double RateTable::of_plain(const NamedRate &named) const {
+    double plain = 0;
+    for (const PlainLoops *loops : plain_loops())
+        plain = std::max(plain, best_of(plain_loop_name(*loops, named.plain_loop)).rows_per_second);
+    return plain > 0 ? best_of(named.name).rows_per_second / plain : 0;
+}
+
 RateTable::Ratios RateTable::ratios_of(const NamedRate &named) const {
     const Rate rate = best_of(named.name), machine = best_of(named.machine_loop);
     const auto ratio = [](double value, double of) { return of > 0 ? value / of : 0; };
     return {ratio(rate.rows_per_second, cycles_per_second()),
             rate.bytes_per_second > 0 ? ratio(rate.bytes_per_second, machine.bytes_per_second)
                                       : ratio(rate.rows_per_second, machine.rows_per_second),
-            ratio(rate.rows_per_second, best_of(named.plain_loop).rows_per_second)};
+            of_plain(named)};
 }
 
 // Ratios are left empty where there is nothing to compare with.

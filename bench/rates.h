@@ -9,8 +9,10 @@
 #include <utility>
 #include <vector>
 
-// A benchmark, the one that stands for what the machine can do, and the one that does the same in a plain loop, with
-// whose rates in the same run it is compared.
+#include "plain_loops.h"
+
+// A benchmark, the one that stands for what the machine can do, and the plain loop of the same task, with whose rates
+// in the same run it is compared.
 struct NamedRate {
     std::string name, machine_loop, plain_loop;
 };
@@ -18,6 +20,10 @@ struct NamedRate {
 // All benchmarks that measure() registered, in that order.
 const std::vector<NamedRate> &measured_rates();
 void add_measured_rate(NamedRate rate);
+
+inline std::string plain_loop_name(const PlainLoops &loops, const std::string &name) {
+    return loops.compiler + (":" + name);
+}
 
 // What one call of a benchmark moves and deals with: rows of a column, codes of a stream.
 struct Work {
@@ -36,6 +42,14 @@ void measure(const std::string &name, const std::string &machine_loop, Work work
         state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(work.bytes));
         state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(work.rows));
     });
+}
+
+// Measures a plain loop once a compiler, by names that begin with the compiler's; body(loops) gives the calls. The name
+// without it, as another benchmark's plain_loop, stands for the best of them.
+template <typename Body>
+void measure_plain(const std::string &name, const std::string &machine_loop, Work work, Body body) {
+    for (const PlainLoops *loops : plain_loops())
+        measure(plain_loop_name(*loops, name), machine_loop, work, [=] { return body(*loops); });
 }
 
 // By this benchmark, one item a cycle, rates become cycles.
@@ -58,6 +72,8 @@ class RateTable : public benchmark::ConsoleReporter {
         double bytes_per_second = 0, rows_per_second = 0, nanoseconds = 0;
     };
     Rate best_of(const std::string &name) const;
+    // The multiple of the plain loop's rate; zero where there is none.
+    double of_plain(const NamedRate &rate) const;
     double cycles_per_second() const { return best_of(kDependentAdds).rows_per_second; }
 
   private:

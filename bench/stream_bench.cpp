@@ -15,16 +15,10 @@
 #include <vector>
 
 #include "kdzk.h"
-#include "memory_loops.h"
 #include "rates.h"
 #include "store/code_stream.h"
 #include "ypak/checker.h"
 #include "ypak/encoder.h"
-
-extern "C" void host_raise_internal_error(void *, void *, const char *message, int) {
-    std::fprintf(stderr, "%s\n", message);
-    std::abort();
-}
 
 namespace {
 
@@ -133,24 +127,20 @@ void decode(const Stream &stream, Bytes &output) {
     benchmark::ClobberMemory();
 }
 
-// Each code out of a window of its own, each symbol copied by its length.
-void decode_plainly(const Stream &stream, Bytes &output) {
+void decode_by(const PlainLoops &loops, const Stream &stream, Bytes &output) {
     const qvk::StreamLayout &layout = stream.layout;
-    std::vector<const uint8_t *> symbols;
-    std::vector<uint8_t> lengths;
+    std::vector<uint64_t> symbols(layout.symbol_count);
+    std::vector<uint8_t> lengths(layout.symbol_count);
     const uint8_t *symbol = stream.bytes.data() + layout.symbol_bytes_at;
     for (uint32_t i = 0; i < layout.symbol_count; ++i) {
         const uint8_t pair = stream.bytes[layout.symbol_lengths_at + i / 2];
-        symbols.push_back(symbol);
-        lengths.push_back(i % 2 == 0 ? pair >> 4 : pair & 15);
-        symbol += lengths.back();
+        lengths[i] = i % 2 == 0 ? pair >> 4 : pair & 15;
+        std::memcpy(&symbols[i], symbol, lengths[i]);
+        symbol += lengths[i];
     }
-    uint8_t *out = output.data();
-    for (uint64_t code = 0; code < layout.code_count; ++code) {
-        const uint32_t symbol_index = qvk::code_at(stream.bytes.data() + layout.codes_at, layout.code_bits, code);
-        std::memcpy(out, symbols[symbol_index], lengths[symbol_index]);
-        out += lengths[symbol_index];
-    }
+    loops.decode_stream(
+        {stream.bytes.data() + layout.codes_at, layout.code_bits, layout.code_count, symbols.data(), lengths.data()},
+        output.data(), output.size());
     benchmark::ClobberMemory();
 }
 
@@ -184,7 +174,8 @@ void register_decoders(const Text &text) {
         const std::string bits = std::to_string(stream->layout.code_bits) + "bit/" + text.name;
         const Work work = {text.bytes.size(), stream->layout.code_count};
         sizes.push_back({"ypak_" + bits, work.bytes, stream->bytes.size() - qvk::kStreamSlackBytes});
-        measure("plain_" + bits, lz4, work, [=] { return [=] { decode_plainly(*stream, *output); }; });
+        measure_plain("plain_" + bits, lz4, work,
+                      [=](const PlainLoops &loops) { return [=, &loops] { decode_by(loops, *stream, *output); }; });
         measure(
             "ypak_" + bits, lz4, work, [=] { return [=] { decode(*stream, *output); }; }, "plain_" + bits);
     }

@@ -119,18 +119,27 @@ def write_picture_data(folder, lines, rates, steps):
                 print(f'"{title}"', min(values), statistics.median(values), max(values), file=file)
 
 
+def about_run(context):
+    with open("/proc/cpuinfo") as file:
+        machine = re.search(r"model name\s*: (.*)", file.read())[1].replace(" @ ", " at ")
+    return f"{machine}, {context['compiler']}, {context['date'][:10]}"
+
+
+def draw_pictures(folder, about, more=""):
+    subprocess.run(["gnuplot", "-e", f"data='{folder}/'; about='{about}'; {more}", "bench/pictures.gp"], check=True)
+
+
 def main(folder):
     rates, context = merge_runs(folder)
     lines, steps = read_targets("bench/targets.txt")
-    with open("/proc/cpuinfo") as file:
-        machine = re.search(r"model name\s*: (.*)", file.read())[1]
-    about = f"{machine}, {context['compiler']}, {context['date'][:10]}"
+    about = about_run(context)
     gigahertz = rates["dependent_adds/core"]["rows_per_second"] / 1e9
     print(f"{about}; {gigahertz:.2f} GHz by a chain of dependent additions; spans go from the least to the most")
     print_table(lines, rates, steps)
     write_picture_data(folder, lines, rates, steps)
-    subprocess.run(["gnuplot", "-e", f"data='{folder}/'; about='{about}'", "bench/pictures.gp"], check=True)
+    draw_pictures(folder, about)
     print(f"figures: {folder}/report.csv, {folder}/report.json; pictures: docs/pictures/")
 
 
-main(sys.argv[1])
+if __name__ == "__main__":
+    main(sys.argv[1])
