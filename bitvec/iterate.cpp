@@ -1,9 +1,13 @@
 // iterate.cpp: walking a bit vector row by row, over ones or zeros, one at a time or in batches.
 //
 // The record's fields are the interface: they hold after every call what a bit-by-bit search from bit_pos upwards would
-// have left. The search itself is the processor's bit scan; the word isn't zero when it runs, so BSF will do.
+// have left. The search itself is the processor's bit scan; the word isn't zero when it runs, so BSF will do. Batches
+// look up the places of ones byte by byte where a word has more than a few: no decision depends on where they are.
+#include <algorithm>
+
 #include "bitvec/bits.h"
 #include "frame/platform.h"
+#include "lanes.h"
 
 namespace kdzk {
 
@@ -55,6 +59,78 @@ template <Family family, Target target>
     return lies_below(*row, walk.nbits);
 }
 
+// For each byte of a bit vector, the places of its ones, and zeros behind them.
+struct PlacesOfOnes {
+    uint8_t places[256][8] = {};
+
+    constexpr PlacesOfOnes() {
+        for (size_t bits = 0; bits < 256; ++bits)
+            for (uint8_t place = 0, ones = 0; place < 8; ++place)
+                if ((bits >> place & 1) != 0)
+                    places[bits][ones++] = place;
+    }
+};
+constexpr PlacesOfOnes kPlacesOfOnes;
+
+// Where a word has more ones than this, its bytes are looked up: eight stores of eight rows take about as long as so
+// many bits one by one.
+constexpr uint32_t kFewOnes = 8, kRowsAByte = 8;
+
+// Stores the rows of a word's ones, so many. The first eight entries behind them have to be there; they stay as they
+// are.
+[[gnu::always_inline]] inline void store_rows_by_bytes(uint64_t word, uint32_t first_row, uint32_t ones,
+                                                       uint32_t *out) {
+    uint8_t *at = reinterpret_cast<uint8_t *>(out), *const end = at + sizeof *out * ones;
+    const Lanes<32> behind = load_lanes<32>(end), behind_those = load_lanes<32>(end + kVectorBytes);
+    Lanes<32> row = spread(first_row);
+    for (uint32_t byte = 0; byte < sizeof word; ++byte) {
+        const auto bits = uint8_t(word >> 8 * byte);
+        const Lanes<16> places = widen_low(load_low_half<8>(kPlacesOfOnes.places[bits]));
+        store_lanes(at, plus(row, widen_low(places)));
+        store_lanes(at + kVectorBytes, plus(row, widen_high(places)));
+        at += sizeof *out * ones_in(bits);
+        row = plus(row, spread(kRowsAByte));
+    }
+    store_lanes(end, behind);
+    store_lanes(end + kVectorBytes, behind_those);
+}
+
+// Takes the rows of whole words as long as the word behind lies in the vector whole, too, and there is room for eight
+// rows more; returns how many. The next row is in the walk's word or behind it.
+inline uint64_t take_words(kdzk_lbiv_ictx &walk, uint32_t *out, uint64_t max) {
+    const int64_t rows_left = int64_t{int32_t(walk.nbits)} - int32_t(walk.word_base);
+    const int64_t words = int32_t(walk.word_base) < 0 ? 0 : std::max<int64_t>(rows_left / int64_t{kWordBits} - 1, 0);
+    const auto first_row = [&walk](const uint64_t *behind) {
+        return walk.word_base + kWordBits * uint32_t(behind - walk.next);
+    };
+    uint64_t taken = 0, word = walk.cur;
+    const uint64_t *next = walk.next;
+    for (const uint64_t *const end = next + words; next < end;) {
+        const uint32_t ones = ones_in(word);
+        if (max - taken < ones + kRowsAByte)
+            break;
+        if (ones > kFewOnes) {
+            store_rows_by_bytes(word, first_row(next), ones, out + taken);
+            taken += ones;
+        } else {
+            for (; word != 0; word &= word - 1)
+                out[taken++] = first_row(next) + uint32_t(std::countr_zero(word));
+        }
+        word = load<uint64_t>(next++);
+        while (word == 0 && end - next >= 2 && (load<uint64_t>(next) | load<uint64_t>(next + 1)) == 0)
+            next += 2;
+        while (word == 0 && next < end)
+            word = load<uint64_t>(next++);
+    }
+    // The field tells of the word before only if nothing was taken from this one, which is empty then.
+    if (next != walk.next)
+        walk.bit_pos = 0;
+    walk.cur = word;
+    walk.word_base = first_row(next);
+    walk.next = next;
+    return taken;
+}
+
 template <Family family, Target target>
 uint64_t next_row(kdzk_lbiv_ictx *ictx) {
     uint32_t row;
@@ -68,7 +144,7 @@ uint64_t take_rows(kdzk_lbiv_ictx *ictx, uint32_t *out, uint64_t max) {
     if (max == 0)
         return 0;
     kdzk_lbiv_ictx walk = {ictx->next, ictx->nbits, ictx->word_base, ictx->bit_pos, ictx->cur};
-    uint64_t taken = 0;
+    uint64_t taken = take_words(walk, out, max);
     for (uint32_t row; taken < max && take_row<family, Target::ones>(walk, &row); ++taken)
         out[taken] = row;
     ictx->next = walk.next;

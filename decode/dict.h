@@ -8,6 +8,21 @@
 
 namespace kdzk {
 
+// The listed rows' entries, into flags that say value. Of symbols of one length only the addresses differ.
+template <int kWidth>
+[[gnu::always_inline]] inline void decode_rows(const EvenSymbols &symbols, const SymbolRows &out,
+                                               const uint8_t *payload, const uint32_t *rows, uint32_t count) {
+    out.set_all_lengths(count, uint16_t(symbols.length));
+    for (uint32_t at = 0; at < count; ++at)
+        out.set_address(at, symbols.address(uint32_t(fetch_code<kWidth>(payload, rows[at]))));
+}
+template <int kWidth>
+[[gnu::always_inline]] inline void decode_rows(const OffsetSymbols &symbols, const SymbolRows &out,
+                                               const uint8_t *payload, const uint32_t *rows, uint32_t count) {
+    for (uint32_t at = 0; at < count; ++at)
+        decode_code(symbols, out, uint32_t(fetch_code<kWidth>(payload, rows[at])), at);
+}
+
 template <int kWidth>
 uint64_t decode(kdzk_vec *dst, const kdzk_vec *src, kdzk_exec_ctx *ctx) {
     constexpr KernelId id = {KernelClass::dict, kWidth, Operation::decode, Form::plain};
@@ -21,9 +36,7 @@ uint64_t decode(kdzk_vec *dst, const kdzk_vec *src, kdzk_exec_ctx *ctx) {
                 // Before the payload, so that a raise that leaves by a jump finds it done.
                 memset(out.flags, 0, 2 * uint64_t{count});
                 const uint8_t *payload = payload_of<id>(src, ctx);
-                const uint32_t *rows = ctx->row_list;
-                for (uint32_t at = 0; at < count; ++at)
-                    decode_code(symbols, out, uint32_t(fetch_code<kWidth>(payload, rows[at])), at);
+                decode_rows<kWidth>(symbols, out, payload, ctx->row_list, count);
             }
             // An empty list has no last entry: the position stays.
             if (count > 0)

@@ -4,6 +4,7 @@
 
 #include "bitvec/bits.h"
 #include "frame/platform.h"
+#include "lanes.h"
 
 namespace kdzk {
 
@@ -22,11 +23,23 @@ struct SymbolRows {
     void set_length(uint64_t at, uint16_t length) const { store(lengths + 2 * at, length); }
     void set_flag(uint64_t at, uint16_t flag) const { store(flags + 2 * at, flag); }
 
+    void set_all_lengths(uint32_t count, uint16_t length) const { fill(lengths, count, length); }
+
     // All values are empty: their addresses stay as they are.
     void set_all_empty(uint32_t count) const {
-        memset(lengths, 0, 2 * uint64_t{count});
-        for (uint32_t at = 0; at < count; ++at)
-            set_flag(at, KDZK_ROW_EMPTY);
+        set_all_lengths(count, 0);
+        fill(flags, count, KDZK_ROW_EMPTY);
+    }
+
+  private:
+    static void fill(uint8_t *entries, uint32_t count, uint16_t value) {
+        constexpr uint32_t at_a_time = kVectorBytes / sizeof value;
+        const Lanes<16> values = spread(value);
+        uint64_t at = 0;
+        for (; at < count / at_a_time * at_a_time; at += at_a_time)
+            store_lanes(entries + sizeof value * at, values);
+        for (; at < count; ++at)
+            store(entries + sizeof value * at, value);
     }
 };
 

@@ -67,17 +67,31 @@ void decode_block(const OffsetSymbols &symbols, const SymbolRows &out, const uin
     store_lanes(out.flags + 2 * at, both(equal(length, spread(uint16_t{0})), spread(uint16_t(KDZK_ROW_EMPTY))));
 }
 
+// Takes symbols and arrays as copies: stores of bytes might change what lies behind a reference.
 template <typename Element, typename Symbols>
-void decode_codes(const Symbols &symbols, const SymbolRows &out, const uint8_t *codes, uint32_t rows) {
-    const uint64_t in_blocks = rows / kSymbolBlockRows * kSymbolBlockRows;
-    for (uint64_t at = 0; at < in_blocks; at += kSymbolBlockRows) {
-        prefetch(codes + sizeof(Element) * at + kSymbolPrefetchBytes);
+void decode_codes(Symbols symbols, SymbolRows out, const uint8_t *codes, uint32_t rows) {
+    const auto decode_eight = [=](uint64_t at) __attribute__((always_inline)) {
         prefetch(out.addresses + 8 * at + kSymbolPrefetchBytes);
+        decode_block<Element>(symbols, out, codes + sizeof(Element) * at, at);
+    };
+    // Four blocks fill whole cache lines of the other arrays.
+    constexpr uint32_t rows_of_lines = 4 * kSymbolBlockRows;
+    const uint64_t in_blocks = rows / kSymbolBlockRows * kSymbolBlockRows,
+                   in_lines = rows / rows_of_lines * rows_of_lines;
+    uint64_t at = 0;
+    for (; at < in_lines; at += rows_of_lines) {
+        for (uint32_t line = 0; line < rows_of_lines * sizeof(Element); line += kCacheLineBytes)
+            prefetch(codes + sizeof(Element) * at + kSymbolPrefetchBytes + line);
         prefetch(out.lengths + 2 * at + kSymbolPrefetchBytes);
         prefetch(out.flags + 2 * at + kSymbolPrefetchBytes);
-        decode_block<Element>(symbols, out, codes + sizeof(Element) * at, at);
+        decode_eight(at);
+        decode_eight(at + kSymbolBlockRows);
+        decode_eight(at + 2 * kSymbolBlockRows);
+        decode_eight(at + 3 * kSymbolBlockRows);
     }
-    for (uint64_t at = in_blocks; at < rows; ++at)
+    for (; at < in_blocks; at += kSymbolBlockRows)
+        decode_eight(at);
+    for (; at < rows; ++at)
         decode_code(symbols, out, load<Element>(codes + sizeof(Element) * at), at);
 }
 

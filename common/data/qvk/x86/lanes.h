@@ -126,6 +126,7 @@ inline Lanes<32> greater(Lanes<32> a, Lanes<32> b) { return {_mm_cmpgt_epi32(a.r
 inline Lanes<64> greater(Lanes<64> a, Lanes<64> b) { return {_mm_cmpgt_epi64(a.raw, b.raw)}; }
 
 // a + b, wrapping.
+inline Lanes<32> plus(Lanes<32> a, Lanes<32> b) { return {_mm_add_epi32(a.raw, b.raw)}; }
 inline Lanes<64> plus(Lanes<64> a, Lanes<64> b) { return {_mm_add_epi64(a.raw, b.raw)}; }
 
 // a - b, wrapping.
