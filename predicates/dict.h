@@ -73,23 +73,23 @@ struct WindowLanes {
 
 // By the shape of the codes, and by the test: where windows take two shuffles for codes below a byte, the plan is ahead
 // as long as it compares once.
-template <int kWidth, LaneForm form>
+template <int kWidth, bool compares_once>
 inline constexpr bool kComparesInWindows = gains_by_windows(kWidth)
-                                           && (kWidth > 8 || form == LaneForm::outside
-                                               || form == LaneForm::equal_or_null || pairs_share_bytes(kWidth));
+                                           && (kWidth > 8 || pairs_share_bytes(kWidth) || !compares_once);
 
-template <int kWidth, LaneForm form>
-using LanesOfCodes =
-    std::conditional_t<fills_elements(kWidth), ElementLanes<kWidth>,
-                       std::conditional_t<kComparesInWindows<kWidth, form>, WindowLanes<kWidth>, PackedLanes<kWidth>>>;
+template <int kWidth, bool compares_once>
+using LanesOfCodes = std::conditional_t<
+    fills_elements(kWidth), ElementLanes<kWidth>,
+    std::conditional_t<kComparesInWindows<kWidth, compares_once>, WindowLanes<kWidth>, PackedLanes<kWidth>>>;
 
 template <int kWidth, Form form>
-struct CodeRows : EvenRows<LanesOfCodes<kWidth, LaneForm::outside>, kLargestCode<kWidth>, form, fetch_code<kWidth>> {
+struct CodeRows : EvenRows<LanesOfCodes<kWidth, false>, kLargestCode<kWidth>, form, fetch_code<kWidth>> {
     using CodeRows::EvenRows::EvenRows;
     template <Operator op>
-    using LanesFor = LanesOfCodes<kWidth, lane_form(op, form, !reaches_top_bit(kWidth))>;
+    static constexpr bool kComparesOnce = lane_form(op, form, !reaches_top_bit(kWidth)) != LaneForm::outside
+                                          && !finds_nulls(op, form);
     template <Operator op>
-    using BlockTest = RangeTest<LanesFor<op>, kLargestCode<kWidth>, form, op>;
+    using BlockTest = RangeTest<LanesOfCodes<kWidth, kComparesOnce<op>>, kLargestCode<kWidth>, form, op>;
 };
 
 template <int kWidth, Form form>

@@ -19,25 +19,26 @@
 namespace kdzk {
 
 enum class LaneForm : uint8_t {
-    equal,          // to the first value
-    equal_or_null,  // to the first value or to 0: what ne over a column with NULLs doesn't let pass
-    above,          // the lanes from the first value on
-    past,           // the lanes behind the last value
-    outside,        // the lanes below the first value or behind the last
+    equal,    // to the first value
+    above,    // the lanes from the first value on
+    past,     // the lanes behind the last value
+    outside,  // the lanes below the first value or behind the last
 };
 
 // `signed_order`: no code reaches its lane's top bit.
 constexpr LaneForm lane_form(Operator op, Form form, bool signed_order) {
     const OperatorRow row = row_of(op);
-    const bool nulls = form == Form::null;
     if (row.equality)
-        return nulls && row.complemented ? LaneForm::equal_or_null : LaneForm::equal;
+        return LaneForm::equal;
     if (signed_order && row.upper == Bound::none)
         return LaneForm::above;
-    if (signed_order && row.lower == Bound::none && !nulls)
+    if (signed_order && row.lower == Bound::none && form != Form::null)
         return LaneForm::past;
     return LaneForm::outside;
 }
+
+// What ne doesn't let pass is no one range where there are NULLs.
+constexpr bool finds_nulls(Operator op, Form form) { return form == Form::null && op == Operator::ne; }
 
 // Built once, before the loop, from the first and the last value that pass as the lanes hold them. Of an equality, both
 // are the key.
@@ -54,16 +55,12 @@ struct LaneTest {
             low = differing(first, top_bits);
             high = differing(minus(last, first), top_bits);
         }
-        if constexpr (form == LaneForm::equal_or_null)
-            high = spread(Value{0});
     }
 
     // All ones in the lanes that the form names.
     Lanes<kBits> operator()(Lanes<kBits> codes) const {
         if constexpr (form == LaneForm::equal)
             return equal(codes, low);
-        else if constexpr (form == LaneForm::equal_or_null)
-            return either(equal(codes, low), equal(codes, high));
         else if constexpr (form == LaneForm::above)
             return greater(codes, low);
         else if constexpr (form == LaneForm::past)

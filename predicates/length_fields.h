@@ -44,6 +44,22 @@ struct LengthFields {
         static constexpr Bytes kSpread = spread_control(gather), kMask = in_place(kLargest);
         return both(pick_bytes<8>(block, load_lanes<8>(kSpread.data())), load_lanes<8>(kMask.data()));
     }
+
+    // Bytes compare signed only, so where fields have an order their top bits are flipped. Fields of one bit need none:
+    // those above a field are equal to 1 if it is 0, and there are none if it is 1.
+    static Lanes<8> in_signed_order(Lanes<8> fields) { return differing(fields, spread(uint8_t{0x80})); }
+
+    // A field as `above` takes it.
+    static Lanes<8> as_bound(uint8_t field) {
+        if (kBits == 1 && field != 0)
+            return spread(uint8_t{0xFF});
+        const Bytes bytes = in_place(kBits == 1 ? 1 : field);
+        const auto lanes = load_lanes<8>(bytes.data());
+        return kBits == 1 ? lanes : in_signed_order(lanes);
+    }
+    static Lanes<8> above(Lanes<8> fields, Lanes<8> bound) {
+        return kBits == 1 ? equal(fields, bound) : greater(in_signed_order(fields), bound);
+    }
 };
 static_assert(LengthFields<16>::in_place(1)[0] == 0x80 && LengthFields<16>::in_place(1)[15] == 0x01);
 static_assert(LengthFields<32>::in_place(3)[1] == 0x30 && LengthFields<64>::in_place(15)[1] == 0x0F);

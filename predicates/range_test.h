@@ -17,18 +17,22 @@
 
 namespace kdzk {
 
-// Comparison results of sixteen rows, or fewer in the first lanes, one byte lane a row.
-template <int kBits, size_t kCount>
-[[gnu::always_inline]] inline Lanes<8> one_byte_a_row(const Lanes<kBits> (&results)[kCount]) {
+// How lanes that a test gave are made narrower, one way for what it found and one for numbers (lanes.h).
+inline constexpr auto kNarrowFindings = [](auto a, auto b) { return narrow(a, b); };
+inline constexpr auto kNarrowNumbers = [](auto a, auto b) { return narrow_near_zero(a, b); };
+
+// The lanes of sixteen rows, or fewer in the first lanes, one byte lane a row.
+template <int kBits, size_t kCount, typename Narrow>
+[[gnu::always_inline]] inline Lanes<8> one_byte_a_row(const Lanes<kBits> (&lanes)[kCount], Narrow narrow_pair) {
     if constexpr (kBits == 8) {
-        return results[0];
+        return lanes[0];
     } else {
         constexpr size_t half_count = (kCount + 1) / 2;
         Lanes<kBits / 2> half[half_count];
 #pragma GCC unroll 8
         for (size_t i = 0; i < half_count; ++i)
-            half[i] = narrow(results[2 * i], results[kCount == 1 ? 0 : 2 * i + 1]);
-        return one_byte_a_row(half);
+            half[i] = narrow_pair(lanes[2 * i], lanes[kCount == 1 ? 0 : 2 * i + 1]);
+        return one_byte_a_row(half, narrow_pair);
     }
 }
 
@@ -36,13 +40,13 @@ template <int kBits, size_t kCount>
 template <typename InLanes>
 inline constexpr int kVectorsAGather = std::min(InLanes::kBits / 8, InLanes::kVectors);
 
-// Calls test(vector number) for the vectors of a gather and brings the results together.
-template <typename InLanes, int gather, typename VectorTest>
-[[gnu::always_inline]] inline Lanes<8> gathered(VectorTest test) {
+// Calls test(vector number) for the vectors of a gather and brings the lanes that it gives together.
+template <typename InLanes, int gather, typename VectorTest, typename Narrow = decltype(kNarrowFindings)>
+[[gnu::always_inline]] inline Lanes<8> gathered(VectorTest test, Narrow narrow_pair = kNarrowFindings) {
     constexpr int count = kVectorsAGather<InLanes>;
     return [&]<int... vector>(std::integer_sequence<int, vector...>) __attribute__((always_inline)) {
-        const Lanes<InLanes::kBits> results[] = {test(std::integral_constant<int, gather * count + vector>())...};
-        return one_byte_a_row(results);
+        const Lanes<InLanes::kBits> lanes[] = {test(std::integral_constant<int, gather * count + vector>())...};
+        return one_byte_a_row(lanes, narrow_pair);
     }
     (std::make_integer_sequence<int, count>());
 }
@@ -77,14 +81,28 @@ struct RangeTest {
 
     template <int gather>
     [[gnu::always_inline]] Lanes<8> sixteen_rows(const typename InLanes::Block &block) const {
-        return gathered<InLanes, gather>([&]<int vector>(std::integral_constant<int, vector>)
-                                             __attribute__((always_inline)) {
-                                                 const auto values = InLanes::template values<kOrdered, vector>(block);
-                                                 if constexpr (InLanes::places_of(vector) == 0)
-                                                     return first_places(values);
-                                                 else
-                                                     return second_places(values);
-                                             });
+        const Lanes<8> found = gathered<InLanes, gather>([&]<int vector>(
+            std::integral_constant<int, vector>) __attribute__((always_inline)) {
+            const auto values = InLanes::template values<kOrdered, vector>(block);
+            if constexpr (InLanes::places_of(vector) == 0)
+                return first_places(values);
+            else
+                return second_places(values);
+        });
+        if constexpr (finds_nulls(op, form))
+            return either(found, nulls<gather>(block));
+        else
+            return found;
+    }
+
+    // Found in bytes, once for all vectors of a gather: values become narrower without any but zero becoming zero.
+    template <int gather>
+    [[gnu::always_inline]] static Lanes<8> nulls(const typename InLanes::Block &block) {
+        const Lanes<8> numbers = gathered<InLanes, gather>(
+            [&]<int vector>(std::integral_constant<int, vector>)
+                __attribute__((always_inline)) { return InLanes::template values<kOrdered, vector>(block); },
+            kNarrowNumbers);
+        return equal(numbers, spread(uint8_t{0}));
     }
 };
 

@@ -2,6 +2,8 @@
 // zeros apart, both its bodies, at every stored length, against the reference.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "reference/byte_rows.h"
 #include "support/predicate_call.h"
 
@@ -152,6 +154,24 @@ TEST_P(ByteRowTest, AnswersAtEveryRowCountOffsetKeyAndMask) {
             ASSERT_NO_FATAL_FAILURE(check(shift, random_.below(2) == 0))
                 << call_.scene() << ", shift " << shift << ", keys " << testing::PrintToString(keys_.lower) << " "
                 << testing::PrintToString(keys_.upper);
+        }
+}
+
+// Bounds that are the same, next to each other, a little apart or crossed, at either end of the order and in its
+// middle.
+TEST_P(ByteRowTest, AnswersForBoundsNextToEachOther) {
+    std::vector<std::string> rows;
+    for (size_t length = 1; length <= longest_; ++length)
+        for (const char first : {'\0', '\x7F', '\xFF'})
+            for (const char last : {'\0', '\1', '\2', '\x7F', '\x80', '\xFE', '\xFF'})
+                rows.push_back(std::string(length - 1, first) + last);
+    const auto before = [this](const std::string &a, const std::string &b) { return value_of(a) < value_of(b); };
+    std::sort(rows.begin(), rows.end(), before);
+    lay_rows(rows, 0);
+    for (size_t lower = 0; lower < rows.size(); ++lower)
+        for (size_t upper = std::max<size_t>(lower, 1) - 1; upper < std::min(lower + 5, rows.size()); ++upper) {
+            lay_keys({values_[lower], values_[upper]});
+            ASSERT_NO_FATAL_FAILURE(check(0, false)) << call_.scene() << ", keys " << lower << " " << upper;
         }
 }
 

@@ -1,6 +1,7 @@
 // vocabulary_test.cpp: each word of the vector vocabulary against a scalar loop, at every lane width it has.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <limits>
@@ -75,11 +76,32 @@ void expect_words_of_width() {
             ASSERT_EQ(lane, value);
 }
 
+template <int kBits>
+void expect_unsigned_words_of_width() {
+    using Value = kdzk::UnsignedOf<kBits>;
+    expect_lanewise<kBits>([](auto a, auto b) { return larger(a, b); },
+                           [](Value a, Value b) { return std::max(a, b); });
+    expect_lanewise<kBits>([](auto a, auto b) { return smaller(a, b); },
+                           [](Value a, Value b) { return std::min(a, b); });
+}
+template <int kBits>
+void expect_minus_to_zero() {
+    using Value = kdzk::UnsignedOf<kBits>;
+    expect_lanewise<kBits>([](auto a, auto b) { return minus_to_zero(a, b); },
+                           [](Value a, Value b) { return a > b ? a - b : 0; });
+}
+
 TEST(Vocabulary, LanewiseWords) {
     expect_words_of_width<8>();
     expect_words_of_width<16>();
     expect_words_of_width<32>();
     expect_words_of_width<64>();
+    expect_unsigned_words_of_width<16>();
+    expect_unsigned_words_of_width<32>();
+    expect_minus_to_zero<8>();
+    expect_minus_to_zero<16>();
+    expect_minus_to_zero<32>();
+    expect_lanewise<8>([](auto a, auto b) { return plus(a, b); }, [](uint8_t a, uint8_t b) { return a + b; });
     const auto product = [](uint64_t a, uint64_t b) { return a * b; };
     expect_lanewise<16>([](auto a, auto b) { return times(a, b); }, product);
     expect_lanewise<32>([](auto a, auto b) { return times(a, b); }, product);
@@ -99,7 +121,26 @@ void expect_narrowing() {
     }
 }
 
+// Numbers near zero stay what they are and no other one comes near it; in 64 bits, that holds for zero alone.
+template <int kBits>
+void expect_narrowing_near_zero() {
+    using Narrow = std::make_signed_t<kdzk::UnsignedOf<kBits / 2>>;
+    constexpr int known = kBits < 64 ? 2 : 0;
+    for (const auto value : extremes<kBits>()) {
+        const auto lanes = kdzk::spread(value);
+        const auto number = std::make_signed_t<decltype(+value)>(std::make_signed_t<kdzk::UnsignedOf<kBits>>(value));
+        for (const auto lane : values_of(narrow_near_zero(lanes, lanes))) {
+            const bool near = -known <= number && number <= known;
+            ASSERT_EQ(near, -known <= Narrow(lane) && Narrow(lane) <= known);
+            ASSERT_TRUE(!near || Narrow(lane) == number);
+        }
+    }
+}
+
 TEST(Vocabulary, Narrowing) {
+    expect_narrowing_near_zero<16>();
+    expect_narrowing_near_zero<32>();
+    expect_narrowing_near_zero<64>();
     expect_narrowing<16>();
     expect_narrowing<32>();
     expect_narrowing<64>();

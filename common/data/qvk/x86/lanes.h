@@ -125,7 +125,14 @@ inline Lanes<16> greater(Lanes<16> a, Lanes<16> b) { return {_mm_cmpgt_epi16(a.r
 inline Lanes<32> greater(Lanes<32> a, Lanes<32> b) { return {_mm_cmpgt_epi32(a.raw, b.raw)}; }
 inline Lanes<64> greater(Lanes<64> a, Lanes<64> b) { return {_mm_cmpgt_epi64(a.raw, b.raw)}; }
 
+// The larger and the smaller number, unsigned. Lanes of 64 bits have neither.
+inline Lanes<16> larger(Lanes<16> a, Lanes<16> b) { return {_mm_max_epu16(a.raw, b.raw)}; }
+inline Lanes<32> larger(Lanes<32> a, Lanes<32> b) { return {_mm_max_epu32(a.raw, b.raw)}; }
+inline Lanes<16> smaller(Lanes<16> a, Lanes<16> b) { return {_mm_min_epu16(a.raw, b.raw)}; }
+inline Lanes<32> smaller(Lanes<32> a, Lanes<32> b) { return {_mm_min_epu32(a.raw, b.raw)}; }
+
 // a + b, wrapping.
+inline Lanes<8> plus(Lanes<8> a, Lanes<8> b) { return {_mm_add_epi8(a.raw, b.raw)}; }
 inline Lanes<32> plus(Lanes<32> a, Lanes<32> b) { return {_mm_add_epi32(a.raw, b.raw)}; }
 inline Lanes<64> plus(Lanes<64> a, Lanes<64> b) { return {_mm_add_epi64(a.raw, b.raw)}; }
 
@@ -134,6 +141,11 @@ inline Lanes<8> minus(Lanes<8> a, Lanes<8> b) { return {_mm_sub_epi8(a.raw, b.ra
 inline Lanes<16> minus(Lanes<16> a, Lanes<16> b) { return {_mm_sub_epi16(a.raw, b.raw)}; }
 inline Lanes<32> minus(Lanes<32> a, Lanes<32> b) { return {_mm_sub_epi32(a.raw, b.raw)}; }
 inline Lanes<64> minus(Lanes<64> a, Lanes<64> b) { return {_mm_sub_epi64(a.raw, b.raw)}; }
+
+// a - b, or 0 where b is larger, unsigned.
+inline Lanes<8> minus_to_zero(Lanes<8> a, Lanes<8> b) { return {_mm_subs_epu8(a.raw, b.raw)}; }
+inline Lanes<16> minus_to_zero(Lanes<16> a, Lanes<16> b) { return {_mm_subs_epu16(a.raw, b.raw)}; }
+inline Lanes<32> minus_to_zero(Lanes<32> a, Lanes<32> b) { return minus(larger(a, b), b); }
 
 // a * b, the low half.
 inline Lanes<16> times(Lanes<16> a, Lanes<16> b) { return {_mm_mullo_epi16(a.raw, b.raw)}; }
@@ -190,10 +202,19 @@ inline Lanes<32> odd_lanes(Lanes<32> a, Lanes<32> b) {
     return {_mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a.raw), _mm_castsi128_ps(b.raw), 0xDD))};
 }
 
-// Two vectors of comparison results in one, a's lanes first, each lane half as wide.
+// Two vectors of comparison results in one, a's lanes first, each lane half as wide. Of results in lanes of 64 bits
+// either half will do, and some processors pick it on more ports than they pack on: a quarter more rows of an order.
 inline Lanes<8> narrow(Lanes<16> a, Lanes<16> b) { return {_mm_packs_epi16(a.raw, b.raw)}; }
 inline Lanes<16> narrow(Lanes<32> a, Lanes<32> b) { return {_mm_packs_epi32(a.raw, b.raw)}; }
-inline Lanes<32> narrow(Lanes<64> a, Lanes<64> b) { return {_mm_packs_epi32(a.raw, b.raw)}; }
+inline Lanes<32> narrow(Lanes<64> a, Lanes<64> b) { return even_lanes(seen_as<32>(a), seen_as<32>(b)); }
+
+// The same of numbers whose size matters near zero alone. Lanes of 16 and 32 bits become the nearest signed number that
+// fits. Of 64 bits either half does, and all that is known of the lane is whether it is zero.
+inline Lanes<8> narrow_near_zero(Lanes<16> a, Lanes<16> b) { return narrow(a, b); }
+inline Lanes<16> narrow_near_zero(Lanes<32> a, Lanes<32> b) { return narrow(a, b); }
+inline Lanes<32> narrow_near_zero(Lanes<64> a, Lanes<64> b) {
+    return seen_as<32>(narrow(seen_as<32>(a), seen_as<32>(b)));
+}
 
 // The four-bit numbers with their bits in the opposite order, shifted up.
 constexpr std::array<uint8_t, kVectorBytes> reversed_halves(int shift) {
