@@ -207,11 +207,23 @@ struct Unpack {
         to = write_wanted_of_eight<4 * word + 2>(at, to, wanted >> 16 & 0xFF);
         return write_wanted_of_eight<4 * word + 3>(at, to, wanted >> 24);
     }
+    // Where codes stand as elements do, all rows of a block are written sooner than its words are looked at.
+    static constexpr bool kCopies = kWidth == 8 * sizeof(Element);
+    [[gnu::always_inline]] static bool all_wanted(const uint8_t *selection) {
+        using Word = UnsignedOf<int(std::min(kBlockRows, kWordBits))>;
+        Word wanted = Word(~Word{0});
+        for (uint32_t at = 0; at < kBlockRows / 8; at += sizeof wanted)
+            wanted &= load<Word>(selection + at);
+        return wanted == Word(~Word{0});
+    }
     template <int... word>
     [[gnu::always_inline]] static uint8_t *write_selected_block(const uint8_t *at, uint8_t *to,
                                                                 const uint8_t *selection,
                                                                 std::integer_sequence<int, word...>) {
         prefetch_block(at, to);
+        if constexpr (kCopies)
+            if (all_wanted(selection)) [[unlikely]]
+                return write_vectors<0>(at, to, std::make_integer_sequence<int, kVectorsOfWord * kWords>());
         ((to = write_selected_word<word>(at, to, load<uint32_t>(selection + word * 4))), ...);
         return to;
     }

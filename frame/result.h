@@ -12,27 +12,43 @@ inline void clear_rows_from(uint64_t *res_bv, uint32_t done, uint32_t rows) {
     memset(reinterpret_cast<uint8_t *>(res_bv) + written_bytes, 0, words_for(rows) * sizeof(uint64_t) - written_bytes);
 }
 
-// Leaves the hits that a mask has too; the count becomes theirs. No mask leaves all.
-inline void keep_rows_in(const uint64_t *mask, uint64_t *res_bv, uint32_t *count, uint32_t rows) {
-    if (mask)
-        kdzk_lbiwvand_dydi(res_bv, count, res_bv, mask, rows);
+// The masks of a main body, one bit a row. Where there is but one, it stands in both places.
+struct Masks {
+    const uint64_t *first = nullptr, *second = nullptr;
+
+    Masks() = default;
+    Masks(const uint64_t *filter_bv, const kdzk_exec_ctx *ctx) {
+        const uint64_t *sel_bv = ctx ? ctx->sel_bv : nullptr;
+        first = filter_bv ? filter_bv : sel_bv;
+        second = sel_bv ? sel_bv : filter_bv;
+    }
+    bool are_any() const { return first != nullptr; }
+
+    // Of bits that belong at a place of the result, those that the masks have too; asked only if there are any. A
+    // mask's distance from the result doesn't change, so that a loop has one place to move on.
+    template <typename Word>
+    Word applied(Word bits, const void *result, const void *at) const {
+        const auto in = [=](const uint64_t *mask) {
+            const uintptr_t distance = reinterpret_cast<uintptr_t>(mask) - reinterpret_cast<uintptr_t>(result);
+            return load<Word>(reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(at) + distance));
+        };
+        return Word(bits & in(first)&in(second));
+    }
+};
+
+// Leaves the hits that the masks have too and returns their number, which was `count`.
+[[gnu::noinline]] inline uint32_t keep_rows_in(Masks masks, uint64_t *res_bv, uint32_t rows, uint32_t count) {
+    if (masks.first != masks.second)
+        kdzk_lbiwvand3_dydi(res_bv, &count, res_bv, masks.first, masks.second, rows);
+    else if (masks.are_any())
+        kdzk_lbiwvand_dydi(res_bv, &count, res_bv, masks.first, rows);
+    return count;
 }
 
 // Returns the status that goes with the count.
 inline uint64_t store_count(kdzk_vec *dst, uint32_t count) {
     dst->hit_count = count;
     return count == 0 ? KDZK_STATUS_NO_HIT : KDZK_STATUS_OK;
-}
-
-// The end of a main body: both masks, where there are any, then the count.
-inline uint64_t mask_and_store_count(kdzk_vec *dst, uint32_t rows, const uint64_t *filter_bv, const kdzk_exec_ctx *ctx,
-                                     uint32_t count) {
-    const uint64_t *sel_bv = ctx ? ctx->sel_bv : nullptr;
-    if (filter_bv && sel_bv)
-        kdzk_lbiwvand3_dydi(dst->res_bv, &count, dst->res_bv, filter_bv, sel_bv, rows);
-    else
-        keep_rows_in(filter_bv ? filter_bv : sel_bv, dst->res_bv, &count, rows);
-    return store_count(dst, count);
 }
 
 }  // namespace kdzk

@@ -53,12 +53,11 @@ template <typename Encoding, Operator op>
     const uint32_t row_count = src->row_count;
     uint64_t *res_bv = dst->res_bv;
     clear_rows_from(res_bv, 0, row_count);
-    uint32_t count = Encoding::template with_rows<Body::selective>(
+    const uint32_t count = Encoding::template with_rows<Body::selective>(
         Source{payload, src, lower}, [&](auto rows) __attribute__((always_inline)) {
             return test_selected(rows, res_bv, ctx->sel_bv, row_count, row_test<op, Encoding::kForm>(keys));
         });
-    keep_rows_in(src->filter_bv, res_bv, &count, row_count);
-    return store_count(dst, count);
+    return store_count(dst, keep_rows_in({src->filter_bv, nullptr}, res_bv, row_count, count));
 }
 
 }  // namespace kdzk

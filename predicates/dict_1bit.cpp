@@ -4,54 +4,58 @@ namespace kdzk {
 
 namespace {
 
-constexpr uint32_t kBlockRows = kVectorBytes * 8;
+struct BitRows : EvenBlocks<kVectorBytes> {
+    using EvenBlocks::EvenBlocks;
+    static constexpr uint32_t kBlockRows = kBlockBytes * 8;
 
-// R: the payload with the bits of each byte in the opposite order; zeros above the last row.
-void copy_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
-    uint8_t *result = reinterpret_cast<uint8_t *>(res_bv);
-    const uint32_t blocks = rows / kBlockRows, done = blocks * kBlockRows;
-    for (uint32_t at = 0; at < blocks * kVectorBytes; at += kVectorBytes)
-        store_lanes(result + at, bits_reversed(load_lanes<8>(payload + at)));
+    uint32_t value_at(uint32_t row) const { return fetch_code<1>(payload, row); }
+};
+
+// R, or its complement: the payload with the bits of each byte in the opposite order, all of them flipped or none.
+struct BitTest {
+    Lanes<8> flip;
+
+    BlockResult<BitRows::kBlockRows> whole_block(const uint8_t *block) const {
+        const auto result = seen_as<64>(differing(bits_reversed(load_lanes<8>(block)), flip));
+        return {{low_word(result), high_word(result)}};
+    }
+};
+
+uint32_t fill_with_codes(const uint8_t *payload, uint64_t *res_bv, Masks masks, uint32_t rows, bool inverted) {
+    BitRows codes(payload);
+    const uint32_t blocks = rows / BitRows::kBlockRows, done = blocks * BitRows::kBlockRows;
+    uint32_t count = scan_blocks(codes, res_bv, masks, blocks, BitTest{spread(uint8_t(inverted ? 0xFF : 0))});
     clear_rows_from(res_bv, done, rows);
-    Dict<1, Form::plain>::Rows codes = {payload};
-    scan_tail(codes, res_bv, done, rows, [](uint32_t code) { return code != 0; });
-}
-
-uint32_t fill_with_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
-    uint32_t count;
-    copy_codes(payload, res_bv, rows);
-    kdzk_lbiwvand_dydi(res_bv, &count, res_bv, res_bv, rows);
+    count += scan_tail(codes, res_bv, masks, done, rows, [inverted](uint32_t code) { return (code != 0) != inverted; });
+    if (const uint32_t used_bits = rows % kWordBits; inverted && used_bits != 0) {
+        const uint32_t last_word = rows / kWordBits;
+        const uint64_t unused = ~low_bits(used_bits);
+        or_word(res_bv, last_word, masks.are_any() ? masks.applied(unused, res_bv, res_bv + last_word) : unused);
+    }
     return count;
 }
 
-uint32_t fill_with_inverted_codes(const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
-    uint32_t count;
-    copy_codes(payload, res_bv, rows);
-    kdzk_lbiwvnot_dydi(res_bv, &count, res_bv, rows);
-    return count;
-}
-
-// All rows set, and nothing above the last.
-uint32_t fill_with_ones(uint64_t *res_bv, uint32_t rows) {
+// All rows set that the masks leave, and nothing above the last.
+uint32_t fill_with_ones(uint64_t *res_bv, Masks masks, uint32_t rows) {
     if (rows == 0)
         return 0;
     const uint32_t last_word = (rows - 1) / kWordBits, unused_bits = kWordBits - 1 - (rows - 1) % kWordBits;
     uint8_t *last = reinterpret_cast<uint8_t *>(res_bv) + last_word * sizeof(uint64_t);
     memset(res_bv, 0xFF, last_word * sizeof(uint64_t));
     store(last, ~uint64_t{0} >> unused_bits);
-    return rows;
+    return keep_rows_in(masks, res_bv, rows, rows);
 }
 
 }  // namespace
 
-uint32_t fill_bit_result(BitResult decision, const uint8_t *payload, uint64_t *res_bv, uint32_t rows) {
+uint32_t fill_bit_result(BitResult decision, const uint8_t *payload, uint64_t *res_bv, Masks masks, uint32_t rows) {
     switch (decision) {
     case BitResult::codes:
-        return fill_with_codes(payload, res_bv, rows);
+        return fill_with_codes(payload, res_bv, masks, rows, false);
     case BitResult::inverted_codes:
-        return fill_with_inverted_codes(payload, res_bv, rows);
+        return fill_with_codes(payload, res_bv, masks, rows, true);
     case BitResult::everything:
-        return fill_with_ones(res_bv, rows);
+        return fill_with_ones(res_bv, masks, rows);
     case BitResult::nothing:
         break;
     }

@@ -24,9 +24,10 @@ constexpr BitResult bit_result(Keys<uint32_t> keys) {
     return ones ? BitResult::codes : BitResult::nothing;
 }
 
-// Fills the result as decided; returns the hits. Reads the payload for the codes and their complement alone. The
-// complement of whole words leaves ones above the last row, kept on purpose: hosts read the first rows bits alone.
-uint32_t fill_bit_result(BitResult decision, const uint8_t *payload, uint64_t *res_bv, uint32_t rows);
+// Fills the result as decided; returns the hits that the masks leave. Reads the payload for the codes and their
+// complement alone. The complement of whole words leaves ones above the last row, kept on purpose: hosts read the first
+// rows bits alone.
+uint32_t fill_bit_result(BitResult decision, const uint8_t *payload, uint64_t *res_bv, Masks masks, uint32_t rows);
 
 // The main body in which the keys decide. Kept on purpose: with NULLs, the source's filter isn't looked at.
 template <typename Encoding, Operator op, auto selective>
@@ -36,9 +37,8 @@ requires(Encoding::kKeysDecide) [[gnu::always_inline]] inline uint64_t
         return selective(dst, src, lower, upper, ctx);
     const uint8_t *payload = payload_of<kernel_id<Encoding>(op)>(src, ctx);
     const BitResult decision = bit_result<op, Encoding::kForm>(read_keys<Encoding, op>(lower, upper));
-    const uint32_t count = fill_bit_result(decision, payload, dst->res_bv, dst->row_count);
-    return mask_and_store_count(dst, dst->row_count, Encoding::kForm == Form::null ? nullptr : src->filter_bv, ctx,
-                                count);
+    const Masks masks(Encoding::kForm == Form::null ? nullptr : src->filter_bv, ctx);
+    return store_count(dst, fill_bit_result(decision, payload, dst->res_bv, masks, dst->row_count));
 }
 
 template <Form form>

@@ -65,11 +65,25 @@ void store_aligned(void *at, Lanes<kBits> lanes) {
     _mm_store_si128(static_cast<__m128i *>(at), lanes.raw);
 }
 
+// Stores lanes that general registers will take one by one. Compilers that see as much take each out of the vector,
+// which costs two instructions where a load costs one.
+template <int kBits>
+[[gnu::always_inline]] inline void store_for_scalars(UnsignedOf<kBits> *at, Lanes<kBits> lanes) {
+    store_lanes(at, lanes);
+    __asm__("" : "+m"(*reinterpret_cast<__m128i_u *>(at)));
+}
+
 // The same value in every lane.
 inline Lanes<8> spread(uint8_t value) { return {_mm_set1_epi8(char(value))}; }
 inline Lanes<16> spread(uint16_t value) { return {_mm_set1_epi16(short(value))}; }
 inline Lanes<32> spread(uint32_t value) { return {_mm_set1_epi32(int(value))}; }
 inline Lanes<64> spread(uint64_t value) { return {_mm_set1_epi64x(int64_t(value))}; }
+
+// The number of each lane, counted from `first`.
+inline Lanes<8> numbers_from(uint8_t first) {
+    return {
+        _mm_add_epi8(_mm_set1_epi8(char(first)), _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15))};
+}
 
 // Four bytes in the first lanes, zero in the others.
 inline Lanes<8> first_lanes(uint32_t bytes) { return {_mm_cvtsi32_si128(int(bytes))}; }
@@ -234,12 +248,12 @@ inline Lanes<8> bits_reversed(Lanes<8> lanes) {
                   pick_bytes<8>(load_lanes<8>(kReversed.data()), high));
 }
 
-// In each byte lane the bit that the lane's number means. Numbers are below 8.
+// In each byte lane the bit that the lane's number modulo 8 means. Numbers are below 128.
 inline Lanes<8> single_bits(Lanes<8> numbers) {
     static constexpr auto kBits = [] {
         std::array<uint8_t, kVectorBytes> bits{};
-        for (size_t bit = 0; bit < 8; ++bit)
-            bits[bit] = uint8_t(1 << bit);
+        for (size_t number = 0; number < bits.size(); ++number)
+            bits[number] = uint8_t(1 << number % 8);
         return bits;
     }();
     return pick_bytes<8>(load_lanes<8>(kBits.data()), numbers);
@@ -263,13 +277,6 @@ inline Lanes<8> bytes_of_two(Lanes<16> low, Lanes<16> high) {
 
 // One bit a byte lane, the lane's top bit, lane 0 lowest.
 inline uint32_t top_bits(Lanes<8> lanes) { return uint32_t(_mm_movemask_epi8(lanes.raw)); }
-
-// Moves the bits up by one and puts bit `place` of word, taken modulo 64, below them. Two instructions, for which
-// compilers take four.
-[[gnu::always_inline]] inline uint32_t with_bit_below(uint32_t bits, uint64_t word, uint64_t place) {
-    __asm__("bt %2, %1\n\tadc %0, %0" : "+r"(bits) : "r"(word), "r"(place) : "cc");
-    return bits;
-}
 
 inline uint64_t low_word(Lanes<64> lanes) { return uint64_t(_mm_cvtsi128_si64(lanes.raw)); }
 inline uint64_t high_word(Lanes<64> lanes) { return uint64_t(_mm_extract_epi64(lanes.raw, 1)); }
