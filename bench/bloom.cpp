@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint32_t kPartitionBits = 1 << 20;
 
-// Filters up to this size, and the hashes, stay in the first cache.
+// Filters up to this size stay in the first cache.
 constexpr uint64_t kSmallFilter = 1 << 14;
 
 constexpr uint32_t rows_for(uint64_t filter_bytes) { return filter_bytes <= kSmallFilter ? 4096 : 1 << 16; }
@@ -30,8 +30,8 @@ std::vector<uint64_t> random_filter(uint64_t bytes, uint32_t halvings) {
     return words;
 }
 
-// Hashes are some of the shared random bytes. For larger filters every call has others: what is to come from memory
-// mustn't be in the caches from the call before.
+// Hashes are some of the shared random bytes, others in every call: branches mustn't know the answers by heart, nor may
+// the caches have from the call before what is to come from memory.
 struct Call {
     uint32_t rows, bits, element_bytes;
     std::vector<uint64_t> filter, selection, result;
@@ -74,9 +74,8 @@ struct Call {
     }
 
     const uint8_t *next_hashes() {
-        constexpr size_t kShared = 1 << 24;
-        if (filter.size() * 8 > kSmallFilter)
-            hashes_at = (hashes_at + size_t{rows} * element_bytes) % kShared;
+        const size_t all_hashes = filter.size() * 8 > kSmallFilter ? 1 << 24 : 1 << 20;
+        hashes_at = (hashes_at + size_t{rows} * element_bytes) % all_hashes;
         return shared_bytes() + hashes_at;
     }
 

@@ -76,12 +76,9 @@ constexpr PlacesOfOnes kPlacesOfOnes;
 // many bits one by one.
 constexpr uint32_t kFewOnes = 8, kRowsAByte = 8;
 
-// Stores the rows of a word's ones, so many. The first eight entries behind them have to be there; they stay as they
-// are.
-[[gnu::always_inline]] inline void store_rows_by_bytes(uint64_t word, uint32_t first_row, uint32_t ones,
-                                                       uint32_t *out) {
-    uint8_t *at = reinterpret_cast<uint8_t *>(out), *const end = at + sizeof *out * ones;
-    const Lanes<32> behind = load_lanes<32>(end), behind_those = load_lanes<32>(end + kVectorBytes);
+// Stores the rows of a word's ones, and something in up to eight entries behind them.
+[[gnu::always_inline]] inline void store_rows_by_bytes(uint64_t word, uint32_t first_row, uint32_t *out) {
+    uint8_t *at = reinterpret_cast<uint8_t *>(out);
     Lanes<32> row = spread(first_row);
     for (uint32_t byte = 0; byte < sizeof word; ++byte) {
         const auto bits = uint8_t(word >> 8 * byte);
@@ -91,12 +88,11 @@ constexpr uint32_t kFewOnes = 8, kRowsAByte = 8;
         at += sizeof *out * ones_in(bits);
         row = plus(row, spread(kRowsAByte));
     }
-    store_lanes(end, behind);
-    store_lanes(end + kVectorBytes, behind_those);
 }
 
 // Takes the rows of whole words as long as the word behind lies in the vector whole, too, and there is room for eight
-// rows more; returns how many. The next row is in the walk's word or behind it.
+// rows more; returns how many. The next row is in the walk's word or behind it. Nothing is stored but rows that are
+// delivered: a word goes by bytes only if the one behind it delivers eight.
 inline uint64_t take_words(kdzk_lbiv_ictx &walk, uint32_t *out, uint64_t max) {
     const int64_t rows_left = int64_t{int32_t(walk.nbits)} - int32_t(walk.word_base);
     const int64_t words = int32_t(walk.word_base) < 0 ? 0 : std::max<int64_t>(rows_left / int64_t{kWordBits} - 1, 0);
@@ -109,8 +105,8 @@ inline uint64_t take_words(kdzk_lbiv_ictx &walk, uint32_t *out, uint64_t max) {
         const uint32_t ones = ones_in(word);
         if (max - taken < ones + kRowsAByte)
             break;
-        if (ones > kFewOnes) {
-            store_rows_by_bytes(word, first_row(next), ones, out + taken);
+        if (ones > kFewOnes && ones_in(load<uint64_t>(next)) >= kRowsAByte) {
+            store_rows_by_bytes(word, first_row(next), out + taken);
             taken += ones;
         } else {
             for (; word != 0; word &= word - 1)

@@ -85,8 +85,8 @@ struct SmallSetTest {
     }
 };
 
-// Larger sets: vectors cut the codes and find each one's byte of the set and its bit there, so that but one load is
-// left to each row.
+// Larger sets: vectors cut the codes and find each one's byte of the set and its bit there, so that each
+// row has but to load its byte.
 template <int kWidth>
 struct LargeSetTest {
     using Codes = CodesOf<kWidth>;

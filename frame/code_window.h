@@ -21,16 +21,15 @@ struct CodeWindow {
 
     static constexpr int bytes_read_behind(int codes) { return load_at(codes - 1) + 8 - codes * kWidth / 8; }
 
-    // Calls take(code) for so many codes from the start of a group on, in order or from the last one to the first.
-    template <int codes, bool backwards = false, typename Take>
+    // Calls take(code) for so many codes from the start of a group on.
+    template <int codes, typename Take>
     [[gnu::always_inline]] static void for_each(const uint8_t *at, Take take) {
 #pragma GCC unroll 32
-        for (int done = 0; done < codes; done += kCodes) {
-            const int first = backwards ? codes - kCodes - done : done;
+        for (int first = 0; first < codes; first += kCodes) {
             const uint64_t window = load_be<uint64_t>(at + load_at(first));
 #pragma GCC unroll 32
             for (int i = 0; i < kCodes; ++i)
-                take(cut(window, backwards ? first + kCodes - 1 - i : first + i));
+                take(cut(window, first + i));
         }
     }
 };

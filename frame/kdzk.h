@@ -192,7 +192,7 @@ typedef struct kdzk_vec {
                                     down. decode: one u16 length in bytes a row. tz operand: a byte, the key's field */
     uint16_t *row_flags;         /* decode: KDZK_ROW_VALUE or KDZK_ROW_EMPTY a row */
     const kdzk_enc_ctx *enc_ctx; /* source: always set. operand: Bloom filters and 32- and 64-bit fixed keys */
-    const uint64_t *filter_bv;   /* source, may be null: ANDed into the result after a predicate scan */
+    const uint64_t *filter_bv;   /* source, may be null: ANDed into the result of a predicate */
     uint64_t *res_bv;            /* destination: the result, room for row_count bits, any alignment.
                                     operand: the set, or the Bloom filter */
     uint32_t hit_count;          /* destination: rows that hit, or rows produced; not written by the stubs and by the

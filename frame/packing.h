@@ -2,9 +2,10 @@
 // cut codes take every constant from here: nothing about a width is typed by hand.
 //
 // Eight codes of N bits take N bytes and start on a byte, whatever N is. In such a group code j lies in the bytes
-// first_byte to last_byte, and shift bits of its last byte lie behind it. Codes are never shifted down: a byte shuffle
-// puts a code's bytes into a lane, a mask clears its neighbours' bits, and it is compared where it lies with a key that
-// was shifted to the same place. N = 5, codes a to h, the first lanes of a vector of 16-bit lanes:
+// first_byte to last_byte, and shift bits of its last byte lie behind it. By the plan codes are never shifted down: a
+// byte shuffle puts a code's bytes into a lane, a mask clears its neighbours' bits, and it is compared where it lies
+// with a key that was shifted to the same place. (Where that takes lanes of twice the size, code_windows.h has another
+// way.) N = 5, codes a to h, the first lanes of a vector of 16-bit lanes:
 //
 //     payload    aaaaabbb bbcccccd ddddeeee efffffgg ggghhhhh
 //     shuffled   00000000aaaaabbb  aaaaabbbbbcccccd  00000000bbcccccd  bbcccccdddddeeee ...

@@ -28,11 +28,11 @@ struct Masks {
     // mask's distance from the result doesn't change, so that a loop has one place to move on.
     template <typename Word>
     Word applied(Word bits, const void *result, const void *at) const {
-        const auto in = [=](const uint64_t *mask) {
+        for (const uint64_t *mask : {first, second}) {
             const uintptr_t distance = reinterpret_cast<uintptr_t>(mask) - reinterpret_cast<uintptr_t>(result);
-            return load<Word>(reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(at) + distance));
-        };
-        return Word(bits & in(first)&in(second));
+            bits &= load<Word>(reinterpret_cast<const void *>(reinterpret_cast<uintptr_t>(at) + distance));
+        }
+        return bits;
     }
 };
 

@@ -66,8 +66,12 @@ struct WindowLanes {
     }
     template <bool ordered, int>
     static Lanes<kBits> value_lanes(DictCode<kWidth> value) {
-        return ordered ? spread(UnsignedOf<kBits>(value << kBitsBehind))
-                       : Windows::code_lanes(UnsignedOf<kBits>(value));
+        if (ordered)
+            return spread(UnsignedOf<kBits>(value << kBitsBehind));
+        // A key that no code can be: codes alone have zeros beside them in their lanes.
+        if (value > kLargestCode<kWidth>)
+            return spread(UnsignedOf<kBits>(~0u));
+        return Windows::code_lanes(UnsignedOf<kBits>(value));
     }
 };
 

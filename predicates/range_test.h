@@ -67,7 +67,16 @@ struct RangeTest {
     explicit RangeTest(ClosedRange<Value> range)
         : first_places(test_at<0>(range)), second_places(test_at<InLanes::kPlaceSets - 1>(range)), none(range.empty) {}
 
-    explicit RangeTest(Keys<Value> keys) : RangeTest(passing_range<op, form>(keys, largest)) {}
+    explicit RangeTest(Keys<Value> keys) : RangeTest(of_codes(passing_range<op, form>(keys, largest))) {}
+
+    // At the top of its lane no value has room for more bits than a code has.
+    static ClosedRange<Value> of_codes(ClosedRange<Value> range) {
+        if (kOrdered && InLanes::kBitsBehind > 0) {
+            range.empty |= range.first > largest;
+            range.last = std::min(range.last, largest);
+        }
+        return range;
+    }
 
     template <int set>
     static Test test_at(ClosedRange<Value> range) {

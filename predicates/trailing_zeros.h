@@ -203,8 +203,9 @@ struct OneBoundTest : DistanceTest<InLanes, op> {
 
 // Values between the bounds are those from one behind the lower bound to one before the upper one. Where there are
 // none, the value behind the lower bound stands for them, and where it is itself the upper bound or behind it, the
-// upper bound's distance is 0 or -1. Distances wrap. Only one comes near 0 by that, the largest value's
-// where 0 is the first value between, and no field is above that of the place below it.
+// upper bound's distance is 0 or -1. Distances wrap, and two come near 0 by that. The largest value's is -1 where 0 is
+// the first value between, and no field is above that of the place below it. 0's is 1 where the largest value is the
+// first one between, and then the upper bound's is no more than 0.
 template <typename InLanes, Operator op>
 struct TwoBoundsTest : DistanceTest<InLanes, op> {
     using Base = DistanceTest<InLanes, op>;
