@@ -29,13 +29,15 @@ EightCodes load_eight(const uint8_t *codes) {
     }
 }
 
-inline void store_addresses(const SymbolRows &out, uint64_t at, Lanes<32> offsets, Lanes<64> first) {
+[[gnu::always_inline]] inline void store_addresses(const SymbolRows &out, uint64_t at, Lanes<32> offsets,
+                                                   Lanes<64> first) {
     store_lanes(out.addresses + 8 * at, plus(first, widen_low(offsets)));
     store_lanes(out.addresses + 8 * at + kVectorBytes, plus(first, widen_high(offsets)));
 }
 
 template <typename Element>
-void decode_block(const EvenSymbols &symbols, const SymbolRows &out, const uint8_t *codes, uint64_t at) {
+[[gnu::always_inline]] inline void decode_block(const EvenSymbols &symbols, const SymbolRows &out, const uint8_t *codes,
+                                                uint64_t at) {
     const auto [low, high] = load_eight<Element>(codes);
     const Lanes<32> length = spread(symbols.length);
     const Lanes<64> first = spread(symbols.first);
@@ -47,7 +49,8 @@ void decode_block(const EvenSymbols &symbols, const SymbolRows &out, const uint8
 
 // Kept on purpose: in blocks a length of 64 KiB and more saturates, row by row its low 16 bits are taken.
 template <typename Element>
-void decode_block(const OffsetSymbols &symbols, const SymbolRows &out, const uint8_t *codes, uint64_t at) {
+[[gnu::always_inline]] inline void decode_block(const OffsetSymbols &symbols, const SymbolRows &out,
+                                                const uint8_t *codes, uint64_t at) {
     // Two codes' starts and ends in a vector; then the starts of four together, and their ends.
     const auto span = [&](int code) {
         return load_low_half<32>(symbols.offsets + 4 * uint64_t{load<Element>(codes + sizeof(Element) * size_t(code))});
