@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "bitvec/bits.h"
+#include "frame/lane_compress.h"
 #include "frame/platform.h"
 #include "lanes.h"
 
@@ -59,30 +60,18 @@ template <Family family, Target target>
     return lies_below(*row, walk.nbits);
 }
 
-// For each byte of a bit vector, the places of its ones, and zeros behind them.
-struct PlacesOfOnes {
-    uint8_t places[256][8] = {};
-
-    constexpr PlacesOfOnes() {
-        for (size_t bits = 0; bits < 256; ++bits)
-            for (uint8_t place = 0, ones = 0; place < 8; ++place)
-                if ((bits >> place & 1) != 0)
-                    places[bits][ones++] = place;
-    }
-};
-constexpr PlacesOfOnes kPlacesOfOnes;
-
 // Where a word has more ones than this, its bytes are looked up: eight stores of eight rows take about as long as so
 // many bits one by one.
 constexpr uint32_t kFewOnes = 8, kRowsAByte = 8;
 
-// Stores the rows of a word's ones, and something in up to eight entries behind them.
+// Stores the rows of a word's ones, and something in up to eight entries behind them. What moves byte lanes to the
+// front is a list of the places of ones.
 [[gnu::always_inline]] inline void store_rows_by_bytes(uint64_t word, uint32_t first_row, uint32_t *out) {
     uint8_t *at = reinterpret_cast<uint8_t *>(out);
     Lanes<32> row = spread(first_row);
     for (uint32_t byte = 0; byte < sizeof word; ++byte) {
         const auto bits = uint8_t(word >> 8 * byte);
-        const Lanes<16> places = widen_low(load_low_half<8>(kPlacesOfOnes.places[bits]));
+        const Lanes<16> places = widen_low(load_low_half<8>(kEightLaneCompress<1, 1>[bits].data()));
         store_lanes(at, plus(row, widen_low(places)));
         store_lanes(at + kVectorBytes, plus(row, widen_high(places)));
         at += sizeof *out * ones_in(bits);

@@ -76,7 +76,7 @@ struct ElementCodes {
     }
 };
 
-// In lanes of 16 bits or more, where codes have no whole byte. Codes that the plan cuts in lanes of 32 bits come
+// In lanes of 16 bits or more, but for elements of 8. Codes that the plan cuts in lanes of 32 bits come
 // through windows if they fit into 16.
 template <int kWidth>
 using CodesOf = std::conditional_t<

@@ -68,8 +68,7 @@ struct SmallSetTest {
 
     // Out of tables with eight in a byte.
     [[gnu::always_inline]] Lanes<8> results_of(Lanes<8> codes) const {
-        // A shift of pairs of bytes brings three bits of one into the other.
-        const Lanes<8> eighths = both(seen_as<8>(shifted_down<3>(seen_as<16>(codes))), spread(uint8_t(8 * kWords - 1)));
+        const Lanes<8> eighths = shifted_down<3>(codes);
         const Lanes<8> bit = single_bits(kWidth < 8 ? codes : both(codes, spread(uint8_t{0x07})));
         return equal(both(find(eighths), bit), bit);
     }
@@ -85,8 +84,8 @@ struct SmallSetTest {
     }
 };
 
-// Larger sets: vectors cut the codes and find each one's byte of the set and its bit there, so that each
-// row has but to load its byte.
+// Larger sets: vectors cut the codes and find each one's byte of the set and its bit there, so that each row has
+// but to load its byte.
 template <int kWidth>
 struct LargeSetTest {
     using Codes = CodesOf<kWidth>;

@@ -11,6 +11,7 @@
 #include <numeric>
 
 #include "decode/codes.h"
+#include "frame/lane_compress.h"
 #include "frame/payload.h"
 #include "frame/result.h"
 
@@ -29,26 +30,6 @@ inline constexpr uint32_t kUnpackAlignment = std::lcm(uint32_t{kWidth}, 8u);
 // How far ahead of what is being written the caches are asked for room. It raises unpacking out of memory by 5 to 23 %;
 // three times as far gains nothing more.
 inline constexpr uint32_t kOutputPrefetchBytes = 640;
-
-// For each selection of so many rows, the byte shuffle that moves the wanted ones' elements to the front.
-template <int kLaneBytes, int kElementBytes, int kRows>
-constexpr auto lane_compress() {
-    constexpr size_t elements_bytes = size_t(kRows * kElementBytes);
-    std::array<std::array<uint8_t, elements_bytes>, size_t{1} << kRows> controls{};
-    for (size_t wanted = 0; wanted < controls.size(); ++wanted) {
-        controls[wanted].fill(0x80);
-        size_t at = 0;
-        for (int row = 0; row < kRows; ++row)
-            for (int byte = 0; byte < kElementBytes && (wanted >> row & 1) != 0; ++byte)
-                controls[wanted][at++] = uint8_t(row * kLaneBytes + byte);
-    }
-    return controls;
-}
-inline constexpr auto kdzk_lane_compress = lane_compress<4, 4, 4>();
-template <int kLaneBytes, int kElementBytes>
-inline constexpr auto kEightLaneCompress = lane_compress<kLaneBytes, kElementBytes, 8>();
-static_assert(kdzk_lane_compress[0b1010]
-              == std::array<uint8_t, 16>{4, 5, 6, 7, 12, 13, 14, 15, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80});
 
 // Stores all lanes as elements; returns where the next one belongs.
 template <typename Element, int kBits>
