@@ -8,19 +8,18 @@
 
 namespace kdzk {
 
-// The listed rows' entries, into flags that say value. Of symbols of one length only the addresses differ.
-template <int kWidth>
-[[gnu::always_inline]] inline void decode_rows(const EvenSymbols &symbols, const SymbolRows &out,
-                                               const uint8_t *payload, const uint32_t *rows, uint32_t count) {
-    out.set_all_lengths(count, uint16_t(symbols.length));
-    for (uint32_t at = 0; at < count; ++at)
-        out.set_address(at, symbols.address(uint32_t(fetch_code<kWidth>(payload, rows[at]))));
-}
-template <int kWidth>
-[[gnu::always_inline]] inline void decode_rows(const OffsetSymbols &symbols, const SymbolRows &out,
-                                               const uint8_t *payload, const uint32_t *rows, uint32_t count) {
-    for (uint32_t at = 0; at < count; ++at)
-        decode_code(symbols, out, uint32_t(fetch_code<kWidth>(payload, rows[at])), at);
+// Lengths and flags, and addresses where they come from a table, are stored eight at a time: of a row nothing but its
+// code is fetched alone.
+template <int kWidth, typename Symbols>
+[[gnu::always_inline]] inline void decode_rows(const Symbols &symbols, const SymbolRows &out, const uint8_t *payload,
+                                               const uint32_t *rows, uint32_t count) {
+    const auto code_of = [=](uint64_t at) { return uint32_t(fetch_code<kWidth>(payload, rows[at])); };
+    uint64_t at = 0;
+    for (; at < count / kSymbolBlockRows * kSymbolBlockRows; at += kSymbolBlockRows)
+        decode_eight<LongLengths::low_bits>(
+            symbols, out, [=](uint32_t i) { return code_of(at + i); }, at);
+    for (; at < count; ++at)
+        decode_code(symbols, out, code_of(at), at);
 }
 
 template <int kWidth>

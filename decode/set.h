@@ -145,7 +145,7 @@ template <int kWidth, auto selective>
     Rows rows(payload_of<kSetId<kWidth>>(src, ctx));
     const uint64_t *set = operand->res_bv;
     const uint32_t row_count = src->row_count, blocks = row_count / Rows::kBlockRows, done = blocks * Rows::kBlockRows;
-    uint32_t count = scan_blocks(rows, dst->res_bv, Masks(), blocks, typename Rows::Test(set));
+    uint32_t count = scan_blocks(rows, dst->res_bv, 0, Masks(), blocks, typename Rows::Test(set));
     clear_rows_from(dst->res_bv, done, row_count);
     count += scan_tail(rows, dst->res_bv, Masks(), done, row_count, [set](auto code) { return is_in_set(set, code); });
     return store_count(dst, keep_rows_in({nullptr, ctx}, dst->res_bv, row_count, count));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "bitvec/bits.h"
+#include "frame/element_lanes.h"
 #include "frame/platform.h"
 #include "lanes.h"
 
@@ -86,6 +87,48 @@ inline void decode_code(const OffsetSymbols &symbols, const SymbolRows &out, uin
     out.set_address(at, symbols.first + start);
     out.set_length(at, length);
     out.set_flag(at, length == 0 ? KDZK_ROW_EMPTY : KDZK_ROW_VALUE);
+}
+
+inline constexpr uint32_t kSymbolBlockRows = 8;
+
+[[gnu::always_inline]] inline void store_addresses(const SymbolRows &out, uint64_t at, Lanes<32> offsets,
+                                                   Lanes<64> first) {
+    store_lanes(out.addresses + 8 * at, plus(first, widen_low(offsets)));
+    store_lanes(out.addresses + 8 * at + kVectorBytes, plus(first, widen_high(offsets)));
+}
+
+// What a block of eight makes of a symbol of 64 KiB and more, whose length doesn't fit.
+enum class LongLengths { saturate, low_bits };
+
+// Eight entries; code_of(i) is the code of the one at `at + i`.
+template <LongLengths, typename CodeOf>
+[[gnu::always_inline]] inline void decode_eight(const EvenSymbols &symbols, const SymbolRows &out, CodeOf code_of,
+                                                uint64_t at) {
+#pragma GCC unroll 8
+    for (uint32_t i = 0; i < kSymbolBlockRows; ++i)
+        out.set_address(at + i, symbols.address(code_of(i)));
+    store_lanes(out.lengths + 2 * at, spread(uint16_t(symbols.length)));
+    store_lanes(out.flags + 2 * at, spread(uint16_t(KDZK_ROW_VALUE)));
+}
+
+template <LongLengths long_lengths, typename CodeOf>
+[[gnu::always_inline]] inline void decode_eight(const OffsetSymbols &symbols, const SymbolRows &out, CodeOf code_of,
+                                                uint64_t at) {
+    // Two codes' starts and ends in a vector; then the starts of four together, and their ends.
+    const auto span = [&](uint32_t i) { return load_low_half<32>(symbols.offsets + 4 * uint64_t{code_of(i)}); };
+    const auto in_order = [](Lanes<32> big_endian) { return ElementLanes<32>::in_order<true>(seen_as<8>(big_endian)); };
+    const Lanes<64> first = spread(symbols.first);
+    const auto decode_four = [&](uint32_t i) __attribute__((always_inline)) {
+        const Lanes<32> two = low_halves(span(i), span(i + 1)), other_two = low_halves(span(i + 2), span(i + 3));
+        const Lanes<32> starts = in_order(even_lanes(two, other_two)), ends = in_order(odd_lanes(two, other_two));
+        store_addresses(out, at + i, starts, first);
+        const Lanes<32> lengths = minus(ends, starts);
+        return long_lengths == LongLengths::low_bits ? both(lengths, spread(uint32_t{0xFFFF})) : lengths;
+    };
+    const Lanes<32> low = decode_four(0), high = decode_four(4);
+    const Lanes<16> length = narrow_numbers(low, high);
+    store_lanes(out.lengths + 2 * at, length);
+    store_lanes(out.flags + 2 * at, both(equal(length, spread(uint16_t{0})), spread(uint16_t(KDZK_ROW_EMPTY))));
 }
 
 // Without a length there is nothing to point at, and no code has to be read.

@@ -8,7 +8,7 @@
 
 namespace kdzk {
 
-inline constexpr uint32_t kSymbolBlockRows = 8, kSymbolPrefetchBytes = 512;
+inline constexpr uint32_t kSymbolPrefetchBytes = 512;
 
 // Eight codes in two vectors.
 struct EightCodes {
@@ -29,12 +29,6 @@ EightCodes load_eight(const uint8_t *codes) {
     }
 }
 
-[[gnu::always_inline]] inline void store_addresses(const SymbolRows &out, uint64_t at, Lanes<32> offsets,
-                                                   Lanes<64> first) {
-    store_lanes(out.addresses + 8 * at, plus(first, widen_low(offsets)));
-    store_lanes(out.addresses + 8 * at + kVectorBytes, plus(first, widen_high(offsets)));
-}
-
 template <typename Element>
 [[gnu::always_inline]] inline void decode_block(const EvenSymbols &symbols, const SymbolRows &out, const uint8_t *codes,
                                                 uint64_t at) {
@@ -51,23 +45,8 @@ template <typename Element>
 template <typename Element>
 [[gnu::always_inline]] inline void decode_block(const OffsetSymbols &symbols, const SymbolRows &out,
                                                 const uint8_t *codes, uint64_t at) {
-    // Two codes' starts and ends in a vector; then the starts of four together, and their ends.
-    const auto span = [&](int code) {
-        return load_low_half<32>(symbols.offsets + 4 * uint64_t{load<Element>(codes + sizeof(Element) * size_t(code))});
-    };
-    const auto in_order = [](Lanes<32> big_endian) { return ElementLanes<32>::in_order<true>(seen_as<8>(big_endian)); };
-    const Lanes<64> first = spread(symbols.first);
-    Lanes<32> lengths[2];
-    for (int half = 0; half < 2; ++half) {
-        const Lanes<32> two = low_halves(span(4 * half), span(4 * half + 1));
-        const Lanes<32> other_two = low_halves(span(4 * half + 2), span(4 * half + 3));
-        const Lanes<32> starts = in_order(even_lanes(two, other_two)), ends = in_order(odd_lanes(two, other_two));
-        store_addresses(out, at + 4 * uint64_t(half), starts, first);
-        lengths[half] = minus(ends, starts);
-    }
-    const Lanes<16> length = narrow_numbers(lengths[0], lengths[1]);
-    store_lanes(out.lengths + 2 * at, length);
-    store_lanes(out.flags + 2 * at, both(equal(length, spread(uint16_t{0})), spread(uint16_t(KDZK_ROW_EMPTY))));
+    decode_eight<LongLengths::saturate>(
+        symbols, out, [=](uint32_t code) { return load<Element>(codes + sizeof(Element) * code); }, at);
 }
 
 // Takes symbols and arrays as copies: stores of bytes might change what lies behind a reference.

@@ -48,6 +48,9 @@ struct EvenBlocks {
     }
 };
 
+template <typename Reader>
+concept HasEvenBlocks = std::derived_from<Reader, EvenBlocks<Reader::kBlockBytes>>;
+
 // A reader whose rows behind the last whole block are compared with other keys than those in blocks.
 template <typename Reader, Operator op>
 concept HasTailKeys = requires(typename Reader::Value key) {

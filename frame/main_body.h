@@ -53,9 +53,9 @@ template <uint32_t kRows, typename Block, typename Test>
 
 // The loop has no branch but its own. Its prefetches run past the payload's end, which does no harm.
 template <bool masked, typename Reader, typename Test>
-[[gnu::always_inline]] inline uint32_t scan_blocks(Reader &rows, uint8_t *result, Masks masks, uint32_t blocks,
-                                                   const Test &test) {
-    uint8_t *at = result;
+[[gnu::always_inline]] inline uint32_t scan_blocks(Reader &rows, uint8_t *result, uint32_t done, Masks masks,
+                                                   uint32_t blocks, const Test &test) {
+    uint8_t *at = result + done / 8;
     uint32_t count = 0;
     for (; blocks > 0; --blocks) {
         for (uint32_t line = 0; line < Reader::kBlockBytes; line += kCacheLineBytes)
@@ -73,14 +73,20 @@ template <bool masked, typename Reader, typename Test>
     return count;
 }
 
-// Scans whole blocks from the start of rows and result; returns the hits that the masks leave.
+// Scans whole blocks from row `done` on; returns the hits that the masks leave.
 template <typename Reader, typename Test>
-[[gnu::always_inline]] inline uint32_t scan_blocks(Reader &rows, uint64_t *res_bv, Masks masks, uint32_t blocks,
-                                                   const Test &test) {
+[[gnu::always_inline]] inline uint32_t scan_blocks(Reader &rows, uint64_t *res_bv, uint32_t done, Masks masks,
+                                                   uint32_t blocks, const Test &test) {
     uint8_t *result = reinterpret_cast<uint8_t *>(res_bv);
-    return masks.are_any() ? scan_blocks<true>(rows, result, masks, blocks, test)
-                           : scan_blocks<false>(rows, result, masks, blocks, test);
+    return masks.are_any() ? scan_blocks<true>(rows, result, done, masks, blocks, test)
+                           : scan_blocks<false>(rows, result, done, masks, blocks, test);
 }
+
+// Blocks that have fewer rows than are gathered at a time go in pairs, and what is left of them as it is.
+template <typename Reader>
+concept GoesInPairs = (Reader::kBlockRows < kRowsGathered) && requires(Reader rows) {
+    rows.in_pairs();
+};
 
 // Tests the rows from done on and adds their bits to words that were cleared; returns the hits that the masks leave.
 // Bits gather in a register, so that neighbouring rows don't wait for each other's stores.
@@ -123,14 +129,25 @@ requires BlockReader<Reader>
                                                  Keys<typename Reader::Value> keys) {
     const typename Reader::template BlockTest<op> test(keys);
     const Masks in_blocks = kMasksBlocks<Reader> ? masks : Masks();
-    const uint32_t blocks = row_count / Reader::kBlockRows, done = blocks * Reader::kBlockRows;
+    uint32_t blocks = row_count / Reader::kBlockRows;
+    const uint32_t done = blocks * Reader::kBlockRows;
     uint32_t count = 0;
     if (test.passes_none()) {
         clear_rows_from(res_bv, 0, row_count);
         if constexpr (!HasTailKeys<Reader, op>)
             return 0;
     } else {
-        count = scan_blocks(rows, res_bv, in_blocks, blocks, test);
+        uint32_t done_in_pairs = 0;
+        if constexpr (GoesInPairs<Reader>) {
+            auto pairs = rows.in_pairs();
+            using Pairs = decltype(pairs);
+            const typename Pairs::template BlockTest<op> pair_test(keys);
+            count = scan_blocks(pairs, res_bv, 0, in_blocks, blocks / 2, pair_test);
+            rows.go_on_behind(pairs);
+            done_in_pairs = blocks / 2 * Pairs::kBlockRows;
+            blocks %= 2;
+        }
+        count += scan_blocks(rows, res_bv, done_in_pairs, in_blocks, blocks, test);
         clear_rows_from(res_bv, done, row_count);
     }
     count += scan_tail(rows, res_bv, in_blocks, done, row_count, row_test<op, form>(tail_keys<op, Reader>(keys)));

@@ -24,7 +24,7 @@ struct BitTest {
 uint32_t fill_with_codes(const uint8_t *payload, uint64_t *res_bv, Masks masks, uint32_t rows, bool inverted) {
     BitRows codes(payload);
     const uint32_t blocks = rows / BitRows::kBlockRows, done = blocks * BitRows::kBlockRows;
-    uint32_t count = scan_blocks(codes, res_bv, masks, blocks, BitTest{spread(uint8_t(inverted ? 0xFF : 0))});
+    uint32_t count = scan_blocks(codes, res_bv, 0, masks, blocks, BitTest{spread(uint8_t(inverted ? 0xFF : 0))});
     clear_rows_from(res_bv, done, rows);
     count += scan_tail(codes, res_bv, masks, done, rows, [inverted](uint32_t code) { return (code != 0) != inverted; });
     if (const uint32_t used_bits = rows % kWordBits; inverted && used_bits != 0) {

@@ -17,6 +17,7 @@
 #include <algorithm>
 
 #include "bitvec/bits.h"
+#include "predicates/block_pairs.h"
 #include "predicates/length_fields.h"
 #include "predicates/range_test.h"
 
@@ -256,7 +257,7 @@ struct RowsWithFields {
     using Value = typename Split::Joined;
     using Fields = LengthFields<InLanes::kBits>;
     static constexpr uint32_t kBlockRows = Rows::kBlockRows, kBlockBytes = Rows::kBlockBytes;
-    static_assert(kBlockRows == Fields::kBlockBytes * Fields::kRowsAByte);
+    static constexpr int kBlockLens = int(kBlockRows) / Fields::kRowsAByte;
     template <Operator op>
     using BlockTest = TrailingZerosTest<InLanes, op>;
 
@@ -266,11 +267,16 @@ struct RowsWithFields {
 
     const uint8_t *position() const { return rows.position(); }
     BlockWithFields<InLanes> take_block() {
-        const Lanes<8> fields = first_lanes(load<uint32_t>(next_lens));
-        next_lens += Fields::kBlockBytes;
+        const Lanes<8> fields = first_lanes(load<UnsignedOf<8 * kBlockLens>>(next_lens));
+        next_lens += kBlockLens;
         return {rows.take_block(), fields};
     }
     Value value_at(uint32_t row) { return Split::join(rows.value_at(row), Fields::field_at(lens, row)); }
+
+    auto in_pairs() const requires HasEvenBlocks<Rows> {
+        return RowsWithFields<RowPairs<Rows>>{RowPairs<Rows>(rows), lens, next_lens};
+    }
+    void go_on_behind(const RowsWithFields<RowPairs<Rows>> &pairs) { *this = {pairs.rows, lens, pairs.next_lens}; }
 
     template <Operator op>
     requires HasTailKeys<Rows, op>

@@ -85,8 +85,9 @@ inline Lanes<8> numbers_from(uint8_t first) {
         _mm_add_epi8(_mm_set1_epi8(char(first)), _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15))};
 }
 
-// Four bytes in the first lanes, zero in the others.
+// Four or eight bytes in the first lanes, zero in the others.
 inline Lanes<8> first_lanes(uint32_t bytes) { return {_mm_cvtsi32_si128(int(bytes))}; }
+inline Lanes<8> first_lanes(uint64_t bytes) { return {_mm_cvtsi64_si128(int64_t(bytes))}; }
 
 // The same bytes seen as lanes of another width.
 template <int kTo, int kFrom>
