@@ -91,6 +91,8 @@ std::vector<uint8_t> random_lens(const Subject &subject, size_t rows) {
     return lens;
 }
 
+constexpr uint32_t kSelections = 64;
+
 // One kernel over the shared bytes as its payload.
 struct Scan {
     uint32_t slot;
@@ -119,11 +121,17 @@ struct Scan {
         lay_key(upper_key, upper);
         if (selected_one_in == 0)
             return;
-        selection = random_bits(rows, selected_one_in);
+        selection = random_bits(uint64_t{rows} * kSelections, selected_one_in);
         context.sel_bv = selection.data();
         context.selective = 1;
     }
     Scan(const Scan &) = delete;
+
+    // Each call has another selection: a processor learns the branches over one that comes again and again.
+    void take_next_selection() {
+        const uint64_t *next = context.sel_bv + source.row_count / 64;
+        context.sel_bv = next == selection.data() + selection.size() ? selection.data() : next;
+    }
 
     // Codes are numbers, all other keys big-endian strings.
     static uint64_t key_of(const Subject &subject, uint64_t value) {
@@ -144,6 +152,8 @@ struct Scan {
         else
             kernel.key(&destination, &source, &lower_key, &context);
         benchmark::ClobberMemory();
+        if (context.selective)
+            take_next_selection();
     }
 };
 

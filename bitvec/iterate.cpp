@@ -60,15 +60,15 @@ template <Family family, Target target>
     return lies_below(*row, walk.nbits);
 }
 
-// Where a word has more ones than this, its bytes are looked up: eight stores of eight rows take about as long as so
-// many bits one by one.
-constexpr uint32_t kFewOnes = 8, kRowsAByte = 8;
+// Four words with so few ones go by their ones, others by their bytes.
+constexpr uint32_t kFewOnes = 16, kWordsBehind = 3, kRowsAByte = 8;
 
 // Stores the rows of a word's ones, and something in up to eight entries behind them. What moves byte lanes to the
 // front is a list of the places of ones.
 [[gnu::always_inline]] inline void store_rows_by_bytes(uint64_t word, uint32_t first_row, uint32_t *out) {
     uint8_t *at = reinterpret_cast<uint8_t *>(out);
     Lanes<32> row = spread(first_row);
+#pragma GCC unroll 8
     for (uint32_t byte = 0; byte < sizeof word; ++byte) {
         const auto bits = uint8_t(word >> 8 * byte);
         const Lanes<16> places = widen_low(load_low_half<8>(kEightLaneCompress<1, 1>[bits].data()));
@@ -79,33 +79,54 @@ constexpr uint32_t kFewOnes = 8, kRowsAByte = 8;
     }
 }
 
-// Takes the rows of whole words as long as the word behind lies in the vector whole, too, and there is room for eight
-// rows more; returns how many. The next row is in the walk's word or behind it. Nothing is stored but rows that are
-// delivered: a word goes by bytes only if the one behind it delivers eight.
+// Stores `ones` rows of a word and those behind it, of which there are no more. Without a branch on where they are: the
+// row of an empty word is overwritten by the next one.
+inline void store_rows_by_ones(uint64_t word, const uint64_t *next, uint32_t first_row, uint32_t *out, uint32_t ones) {
+    constexpr uint64_t top_bit = uint64_t{1} << (kWordBits - 1);
+    for (uint32_t stored = 0; stored < ones;) {
+        out[stored] = first_row + uint32_t(std::countr_zero(word | top_bit));
+        stored += word != 0;
+        word &= word - 1;
+        const uint64_t is_empty = word == 0;
+        word |= load<uint64_t>(next) & -is_empty;
+        next += is_empty;
+        first_row += kWordBits & uint32_t(-is_empty);
+    }
+}
+
+// Takes rows of whole words as long as four words behind lie in the vector whole, too, but for the last one that there
+// is room for; returns how many. The next row is in the walk's word or behind it. Nothing is stored but rows that are
+// delivered: a word goes by bytes only if those behind it deliver eight.
 inline uint64_t take_words(kdzk_lbiv_ictx &walk, uint32_t *out, uint64_t max) {
     const int64_t rows_left = int64_t{int32_t(walk.nbits)} - int32_t(walk.word_base);
-    const int64_t words = int32_t(walk.word_base) < 0 ? 0 : std::max<int64_t>(rows_left / int64_t{kWordBits} - 1, 0);
-    const auto first_row = [&walk](const uint64_t *behind) {
-        return walk.word_base + kWordBits * uint32_t(behind - walk.next);
+    const int64_t words = int32_t(walk.word_base) < 0 ? 0 : rows_left / int64_t{kWordBits} - 1 - kWordsBehind;
+    const auto first_row = [base = walk.word_base, first = walk.next](const uint64_t *behind) {
+        return base + kWordBits * uint32_t(behind - first);
     };
     uint64_t taken = 0, word = walk.cur;
     const uint64_t *next = walk.next;
-    for (const uint64_t *const end = next + words; next < end;) {
+    for (const uint64_t *const end = next + std::max<int64_t>(words, 0); next < end;) {
         const uint32_t ones = ones_in(word);
-        if (max - taken < ones + kRowsAByte)
-            break;
-        if (ones > kFewOnes && ones_in(load<uint64_t>(next)) >= kRowsAByte) {
+        uint32_t ones_behind = 0;
+#pragma GCC unroll 3
+        for (uint32_t i = 0; i < kWordsBehind; ++i)
+            ones_behind += ones_in(load<uint64_t>(next + i));
+        const uint32_t all_ones = ones + ones_behind;
+        const uint64_t room = max - 1 - taken;
+        if (all_ones <= kFewOnes && all_ones <= room) {
+            store_rows_by_ones(word, next, first_row(next), out + taken, all_ones);
+            taken += all_ones;
+            next += kWordsBehind;
+        } else if (ones_behind >= kRowsAByte && room >= ones + kRowsAByte) {
             store_rows_by_bytes(word, first_row(next), out + taken);
             taken += ones;
         } else {
-            for (; word != 0; word &= word - 1)
+            for (const uint64_t stop = taken + std::min<uint64_t>(ones, room); taken < stop; word &= word - 1)
                 out[taken++] = first_row(next) + uint32_t(std::countr_zero(word));
+            if (taken + 1 == max)
+                break;
         }
         word = load<uint64_t>(next++);
-        while (word == 0 && end - next >= 2 && (load<uint64_t>(next) | load<uint64_t>(next + 1)) == 0)
-            next += 2;
-        while (word == 0 && next < end)
-            word = load<uint64_t>(next++);
     }
     // The field tells of the word before only if nothing was taken from this one, which is empty then.
     if (next != walk.next)

@@ -8,8 +8,8 @@
 
 namespace kdzk {
 
-// The rows fetched from the selection at a time: enough to keep the call out of the tests, few enough to unroll.
-inline constexpr uint32_t kRowsAtATime = 8;
+// The rows fetched from the selection at a time: enough for whole words of it to go together.
+inline constexpr uint32_t kRowsAtATime = 256;
 
 // Leaves the host the one trace that a selective body ran. One byte is written, as hosts may use the others.
 inline void mark_ran(kdzk_exec_ctx *ctx, uint32_t flag) {
@@ -34,13 +34,11 @@ requires RowReader<Reader>
     kdzk_lbiv_ictx_ini2_dydi(&selected, sel_bv, row_count, 0, 0);
     uint32_t batch[kRowsAtATime], count = 0;
     uint64_t fetched;
-    while ((fetched = kdzk_lbiwvones_dydi(&selected, batch, kRowsAtATime)) == kRowsAtATime) {
-#pragma GCC unroll 8
-        for (const uint32_t row : batch)
-            count += test_row(rows, res_bv, row, passes_row);
-    }
-    for (uint32_t i = 0; i < fetched; ++i)
-        count += test_row(rows, res_bv, batch[i], passes_row);
+    do {
+        fetched = kdzk_lbiwvones_dydi(&selected, batch, kRowsAtATime);
+        for (uint64_t i = 0; i < fetched; ++i)
+            count += test_row(rows, res_bv, batch[i], passes_row);
+    } while (fetched == kRowsAtATime);
     return count;
 }
 
