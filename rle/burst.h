@@ -13,10 +13,12 @@ inline void set_rows(uint64_t *res_bv, uint64_t first, uint64_t last) {
     const uint64_t first_word = first / kWordBits, last_word = last / kWordBits;
     const uint64_t from_first = ~uint64_t{0} << first % kWordBits;
     const uint64_t to_last = ~uint64_t{0} >> (kWordBits - 1 - last % kWordBits);
-    if (first_word == last_word)
+    if (first_word == last_word) [[likely]]
         return or_word(res_bv, first_word, from_first & to_last);
     or_word(res_bv, first_word, from_first);
     or_word(res_bv, last_word, to_last);
+    if (last_word - first_word == 1)
+        return;  // a call to fill nothing takes longer than all the rest
     uint8_t *at = reinterpret_cast<uint8_t *>(res_bv) + (first_word + 1) * sizeof(uint64_t);
     memset(at, 0xFF, (last_word - first_word - 1) * sizeof(uint64_t));
 }
