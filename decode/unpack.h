@@ -27,10 +27,6 @@ static_assert(kUnpackBlockRows<11> == 32 && kUnpackBlockRows<16> == 64 && kUnpac
 template <int kWidth>
 inline constexpr uint32_t kUnpackAlignment = std::lcm(uint32_t{kWidth}, 8u);
 
-// How far ahead of what is being written the caches are asked for room. It raises unpacking out of memory by 5 to 23 %;
-// three times as far gains nothing more.
-inline constexpr uint32_t kOutputPrefetchBytes = 640;
-
 // Stores all lanes as elements; returns where the next one belongs.
 template <typename Element, int kBits>
 uint8_t *store_elements(uint8_t *out, Lanes<kBits> codes) {
@@ -100,12 +96,18 @@ struct Unpack {
         return aligned < rows ? uint32_t(aligned) : rows;
     }
 
-    // The payload of a block to come, and where elements of one will go.
+    // Codes stand as elements do, but for the order of bytes.
+    static constexpr bool kCopies = kWidth == 8 * sizeof(Element);
+
+    // The payload of a block to come, and where its elements will go: it raises unpacking out of memory by up to a
+    // quarter. A copy leaves it to the processor, which is faster by a seventh, in the first cache and out of memory.
     [[gnu::always_inline]] static void prefetch_block(const uint8_t *block, const uint8_t *to) {
-        for (uint32_t line = 0; line < kBlockBytes; line += kCacheLineBytes)
-            prefetch(block + kPrefetchBytes + line);
-        for (uint32_t line = 0; line < kBlockRows * sizeof(Element); line += kCacheLineBytes)
-            prefetch(to + kOutputPrefetchBytes + line);
+        if constexpr (!kCopies) {
+            for (uint32_t line = 0; line < kBlockBytes; line += kCacheLineBytes)
+                prefetch(block + kPrefetchBytes + line);
+            for (uint32_t line = 0; line < kBlockRows * sizeof(Element); line += kCacheLineBytes)
+                prefetch(to + kPrefetchBytes + line);
+        }
     }
 
     void write_rows_to(uint32_t last) {
@@ -188,8 +190,7 @@ struct Unpack {
         to = write_wanted_of_eight<4 * word + 2>(at, to, wanted >> 16 & 0xFF);
         return write_wanted_of_eight<4 * word + 3>(at, to, wanted >> 24);
     }
-    // Where codes stand as elements do, all rows of a block are written sooner than its words are looked at.
-    static constexpr bool kCopies = kWidth == 8 * sizeof(Element);
+    // All rows of a block are copied sooner than its words are looked at.
     [[gnu::always_inline]] static bool all_wanted(const uint8_t *selection) {
         using Word = UnsignedOf<int(std::min(kBlockRows, kWordBits))>;
         Word wanted = Word(~Word{0});
