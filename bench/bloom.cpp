@@ -90,6 +90,12 @@ struct Call {
         benchmark::ClobberMemory();
     }
 
+    void probe_partitions_by(const PlainLoops &loops) {
+        const PlainPartitions parts = {partitions.data(), bits, filter_encoding.bloom_shift, kPartitionBits - 1};
+        benchmark::DoNotOptimize(loops.probe_partitions(next_hashes(), parts, rows, result.data()));
+        benchmark::ClobberMemory();
+    }
+
     // The walk is the library's; what is compared is the way of probing.
     void visit_by(const PlainLoops &loops) {
         const uint8_t *const hashes = next_hashes();
@@ -121,6 +127,9 @@ void register_filter(uint64_t bytes, uint32_t halvings) {
     measure_plain("plain_bloom" + set, "", work(1), [=](const PlainLoops &loops) {
         return [&loops, call = prepare(false, 4, 1)] { call->probe_by(loops); };
     });
+    measure_plain("plain_bloom_partitions" + set, "", work(1), [=](const PlainLoops &loops) {
+        return [&loops, call = prepare(true, 4, 1)] { call->probe_partitions_by(loops); };
+    });
     measure_plain("plain_bloom_rows" + set, "", work(4), [=](const PlainLoops &loops) {
         return [&loops, call = prepare(false, 4, 4)] { call->visit_by(loops); };
     });
@@ -129,7 +138,10 @@ void register_filter(uint64_t bytes, uint32_t halvings) {
         measure(
             "kdzk_bloom_dydi" + variant + set, "", work(selected_one_in),
             [=] { return [call = prepare(partitioned, element_bytes, selected_one_in)] { (*call)(); }; },
-            (selected_one_in > 1 ? "plain_bloom_rows" : "plain_bloom") + set);
+            (selected_one_in > 1 ? "plain_bloom_rows"
+             : partitioned       ? "plain_bloom_partitions"
+                                 : "plain_bloom")
+                + set);
     };
     add("", false, 4, 1);
     add(":partitioned", true, 4, 1);

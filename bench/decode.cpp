@@ -123,21 +123,26 @@ void measure_both(const std::string &name, uint32_t operation, uint32_t width, u
     measure_call(name, operation, width, rows, prepare, "plain_" + name);
 }
 
-void register_unpack(uint32_t width, uint32_t rows) {
-    for (const uint32_t wide : {0u, 1u}) {
-        const std::string name = name_of(KDZK_OP_DECODE_UNPACK, width) + (wide ? ":wide" : "");
-        const uint32_t element_bits = wide || width > 16 ? 32 : width > 8 ? 16 : 8;
-        const auto prepare = [=](Call &call) { call.context.wide_codes = wide; };
-        measure_both(name + "/all", KDZK_OP_DECODE_UNPACK, width, rows, prepare,
-                     [=](const PlainLoops &loops, Call &call) {
-                         loops.unpack(width, element_bits)(call.plain_rows(), call.output.data());
+std::string unpack_name(uint32_t width, bool wide) {
+    return name_of(KDZK_OP_DECODE_UNPACK, width) + (wide ? ":wide" : "");
+}
+
+void register_unpack_all(const std::string &set, uint32_t width, bool wide, uint32_t rows) {
+    const uint32_t element_bits = wide || width > 16 ? 32 : width > 8 ? 16 : 8;
+    const auto prepare = [=](Call &call) { call.context.wide_codes = wide; };
+    measure_both(unpack_name(width, wide) + set, KDZK_OP_DECODE_UNPACK, width, rows, prepare,
+                 [=](const PlainLoops &loops, Call &call) {
+                     loops.unpack(width, element_bits)(call.plain_rows(), call.output.data());
+                 });
+}
+
+void register_unpack_selected(uint32_t width, bool wide, uint32_t rows) {
+    for (const uint32_t one_in : {1u, 2u, 10u, 100u})
+        measure_call(unpack_name(width, wide) + "/1_in_" + std::to_string(one_in), KDZK_OP_DECODE_UNPACK, width, rows,
+                     [=](Call &call) {
+                         call.context.wide_codes = wide;
+                         call.select(one_in);
                      });
-        for (const uint32_t one_in : {1u, 2u, 10u, 100u})
-            measure_call(name + "/1_in_" + std::to_string(one_in), KDZK_OP_DECODE_UNPACK, width, rows, [=](Call &call) {
-                prepare(call);
-                call.select(one_in);
-            });
-    }
 }
 
 void register_set(uint32_t width, uint32_t rows) {
@@ -196,7 +201,10 @@ void register_decoding() {
     for (uint32_t width = 1; width <= 32; ++width) {
         if (!is_live(kdzk_slot(KDZK_CLASS_DICT, width, KDZK_OP_DECODE, KDZK_FORM_PLAIN)))
             continue;
-        register_unpack(width, rows);
+        for (const bool wide : {false, true}) {
+            register_unpack_all("/all", width, wide, rows);
+            register_unpack_selected(width, wide, rows);
+        }
         register_set(width, rows);
         for (const bool by_offsets : {false, true}) {
             register_decode(width, rows_of_symbols, true, by_offsets);
@@ -204,4 +212,11 @@ void register_decoding() {
             register_symbols(width, rows_of_symbols, by_offsets);
         }
     }
+}
+
+void register_unpacking_of_memory() {
+    for (const uint32_t width : {5u, 8u, 12u, 16u, 20u, 32u})
+        for (const bool wide : {false, true})
+            if (!wide || width <= 16)
+                register_unpack_all("/RAM", width, wide, 1 << 24);
 }

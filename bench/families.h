@@ -26,6 +26,9 @@ void register_small_predicate_calls();
 // Unpacking, sets, and symbols by list and of unpacked codes.
 void register_decoding();
 
+// Unpacking from memory to memory, for some widths.
+void register_unpacking_of_memory();
+
 // Probes of a Bloom filter of so many bytes.
 void register_bloom(uint64_t filter_bytes);
 

@@ -26,6 +26,7 @@ int main(int argc, char **argv) {
     }
     register_small_predicate_calls();
     register_decoding();
+    register_unpacking_of_memory();
     register_bursts();
     for (const uint64_t kibibytes : {8u, 256u, 16u << 10, 64u << 10, 256u << 10})
         register_bloom(kibibytes << 10);

@@ -295,6 +295,14 @@ uint32_t probe_filter(const void *hashes, const void *filter, uint32_t mask, uin
                        [=](uint64_t row) { return probe(bits, load_be<uint32_t>(elements + 4 * row) & mask); });
 }
 
+uint32_t probe_partitions(const void *hashes, const PlainPartitions &filter, uint32_t rows, uint64_t *res_bv) {
+    const auto *const elements = static_cast<const uint8_t *>(hashes);
+    return gather_bits(rows, res_bv, [=](uint64_t row) {
+        const uint32_t hash = load_be<uint32_t>(elements + 4 * row) & filter.mask;
+        return probe(filter.partitions[hash >> filter.shift], hash & filter.part_mask);
+    });
+}
+
 uint32_t probe_filter_rows(const void *hashes, const void *filter, uint32_t mask, const uint32_t *rows, uint64_t count,
                            uint64_t *res_bv) {
     const auto *const elements = static_cast<const uint8_t *>(hashes), *const bits =
@@ -427,6 +435,7 @@ const PlainLoops gnu_plain_loops = {
     .look_up = look_up,
     .burst = burst,
     .probe_filter = probe_filter,
+    .probe_partitions = probe_partitions,
     .probe_filter_rows = probe_filter_rows,
     .decode_stream = decode_stream,
 };

@@ -52,6 +52,12 @@ using PlainLookUp = void (*)(const void *codes, uint32_t count, const PlainDicti
 // run. Ones go into a result that was cleared; returns the rows of the wanted runs.
 using PlainBurst = uint32_t (*)(const uint8_t *runs, uint32_t count, const uint64_t *wanted, uint64_t *res_bv);
 
+// A masked hash's upper bits name a partition, the lower ones its bit there.
+struct PlainPartitions {
+    const uint8_t *const *partitions;
+    uint32_t mask, shift, part_mask;
+};
+
 // A stream's codes of 1 to 57 bits and its symbols, of eight bytes at most.
 struct PlainStream {
     const uint8_t *codes;
@@ -88,9 +94,10 @@ struct PlainLoops {
     // Lengths of 8 or 16 bits, or starts.
     PlainBurst (*burst)(uint32_t length_bits, bool by_starts);
 
-    // A flat Bloom filter of so many bits, less one, probed with big-endian hashes of 32 bits: all rows, a multiple of
-    // 64, and listed ones. Both return the hits.
+    // A Bloom filter of so many bits, less one, flat or in partitions, probed with big-endian hashes of 32 bits: all
+    // rows, a multiple of 64, and listed ones. All return the hits.
     uint32_t (*probe_filter)(const void *hashes, const void *filter, uint32_t mask, uint32_t rows, uint64_t *res_bv);
+    uint32_t (*probe_partitions)(const void *hashes, const PlainPartitions &filter, uint32_t rows, uint64_t *res_bv);
     uint32_t (*probe_filter_rows)(const void *hashes, const void *filter, uint32_t mask, const uint32_t *rows,
                                   uint64_t count, uint64_t *res_bv);
 

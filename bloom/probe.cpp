@@ -224,6 +224,7 @@ struct Probe {
     // Both leave the rows with a hit at the front of the batch, and return how many these are.
     [[gnu::always_inline]] uint32_t keep_hits(uint32_t *batch, uint64_t fetched) const {
         uint32_t kept = 0;
+#pragma GCC unroll 4
         for (uint64_t i = 0; i < fetched; ++i) {
             const uint32_t row = batch[i], masked = hashes.masked(row);
             batch[kept] = row;
