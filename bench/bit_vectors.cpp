@@ -51,12 +51,13 @@ void register_bit_vectors(const WorkingSet &set) {
     measure("kdzk_lbiwvpopcnt_dydi" + at, read, {set.bytes, all_words * 64}, count, "count_plain" + at);
 }
 
-// Rows a second are rows delivered. The vector is too long for a processor to learn where its ones are.
-void register_iteration(uint32_t one_in) {
-    constexpr uint32_t rows = 1 << 22;
-    const auto bits = std::make_shared<std::vector<uint64_t>>(random_bits(rows, one_in));
+namespace {
+
+// Rows a second are rows delivered.
+void register_walks(const std::string &set, std::vector<uint64_t> words) {
+    const uint32_t rows = uint32_t(words.size() * 64);
+    const auto bits = std::make_shared<std::vector<uint64_t>>(std::move(words));
     const auto out = std::make_shared<std::vector<uint32_t>>(rows);
-    const std::string set = "/1_in_" + std::to_string(one_in);
     const std::string bit_by_bit = "list_rows_bit_by_bit" + set, by_bit_scan = "list_rows" + set;
     const Work listed = {0, plain_loops().front()->list_rows(bits->data(), rows, out->data())};
     const auto list = [=](auto loop) {
@@ -85,4 +86,17 @@ void register_iteration(uint32_t one_in) {
         measure("kdzk_lbiwvones_dydi_by_" + std::to_string(batch) + set, "", listed, by_batches,
                 batch == 8 ? bit_by_bit : by_bit_scan);
     }
+}
+
+}  // namespace
+
+// Vectors too long for a processor to learn where their ones are.
+void register_iteration() {
+    constexpr uint32_t rows = 1 << 22;
+    for (const uint32_t one_in : {10000u, 100u, 10u, 2u})
+        register_walks("/1_in_" + std::to_string(one_in), random_bits(rows, one_in));
+    std::vector<uint64_t> clusters(rows / 64);
+    for (size_t word = 0; word < clusters.size(); word += 8)
+        clusters[word] = shared_words()[word];
+    register_walks("/clusters", clusters);
 }

@@ -14,8 +14,8 @@ inline bool is_live(uint32_t slot) {
 
 void register_bit_vectors(const WorkingSet &set);
 
-// Walks over a bit vector in which one bit in so many is set.
-void register_iteration(uint32_t one_in);
+// Walks over bit vectors, by where their ones are.
+void register_iteration();
 
 // Every predicate kernel, with the plain loops that they are compared with.
 void register_predicates(const WorkingSet &set);

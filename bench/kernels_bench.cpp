@@ -30,8 +30,7 @@ int main(int argc, char **argv) {
     register_bursts();
     for (const uint64_t kibibytes : {8u, 256u, 16u << 10, 64u << 10, 256u << 10})
         register_bloom(kibibytes << 10);
-    for (const uint32_t one_in : {100u, 10u, 2u})
-        register_iteration(one_in);
+    register_iteration();
     RateTable table;
     benchmark::RunSpecifiedBenchmarks(&table);
 }

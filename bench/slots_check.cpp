@@ -130,8 +130,7 @@ int main(int argc, char **argv) {
     register_decoding();
     register_bursts();
     register_bloom(8 << 10);
-    for (const uint32_t one_in : {100u, 10u, 2u})
-        register_iteration(one_in);
+    register_iteration();
     Comparisons table;
     benchmark::RunSpecifiedBenchmarks(&table);
     std::string suspects = table.suspects();

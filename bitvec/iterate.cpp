@@ -2,7 +2,7 @@
 //
 // The record's fields are the interface: they hold after every call what a bit-by-bit search from bit_pos upwards would
 // have left. The search itself is the processor's bit scan; the word isn't zero when it runs, so BSF will do. Batches
-// look up the places of ones byte by byte where a word has more than a few: no decision depends on where they are.
+// decide by how many ones some words have, not by where: a loop that ends with a word's ones guesses its end wrong.
 #include <algorithm>
 
 #include "bitvec/bits.h"
@@ -60,8 +60,10 @@ template <Family family, Target target>
     return lies_below(*row, walk.nbits);
 }
 
-// Four words with so few ones go by their ones, others by their bytes.
-constexpr uint32_t kFewOnes = 16, kWordsBehind = 3, kRowsAByte = 8;
+// What batches look at: a word and so many behind it, and whether these have few ones altogether.
+constexpr uint32_t kWordsBehind = 3, kFewOnes = 16;
+
+constexpr uint32_t kRowsAByte = 8;
 
 // Stores the rows of a word's ones, and something in up to eight entries behind them. What moves byte lanes to the
 // front is a list of the places of ones.
@@ -79,8 +81,9 @@ constexpr uint32_t kFewOnes = 16, kWordsBehind = 3, kRowsAByte = 8;
     }
 }
 
-// Stores `ones` rows of a word and those behind it, of which there are no more. Without a branch on where they are: the
-// row of an empty word is overwritten by the next one.
+// Stores the rows of a word and of those behind it, up to the last one with a bit: `ones` says how many rows. A turn
+// stores a row, or what the next turn overwrites where the word is empty, and moves on from a word's last one. There is
+// no branch but the loop's own.
 inline void store_rows_by_ones(uint64_t word, const uint64_t *next, uint32_t first_row, uint32_t *out, uint32_t ones) {
     constexpr uint64_t top_bit = uint64_t{1} << (kWordBits - 1);
     for (uint32_t stored = 0; stored < ones;) {
@@ -94,9 +97,23 @@ inline void store_rows_by_ones(uint64_t word, const uint64_t *next, uint32_t fir
     }
 }
 
-// Takes rows of whole words as long as four words behind lie in the vector whole, too, but for the last one that there
-// is room for; returns how many. The next row is in the walk's word or behind it. Nothing is stored but rows that are
-// delivered: a word goes by bytes only if those behind it deliver eight.
+bool are_empty(const uint64_t *words, uint32_t count) {
+    uint64_t bits = 0;
+    for (uint32_t i = 0; i < count; ++i)
+        bits |= load<uint64_t>(words + i);
+    return bits == 0;
+}
+
+// Takes rows of whole words while four more lie behind in the vector, and returns how many. The next row is in the
+// walk's word or behind it. One row of the room is left to the caller, who leaves the fields as a single step does.
+//
+//     a word whose three next ones deliver eight rows more    by bytes
+//     eight words without a one                               passed over, with all of that kind behind them
+//     four words with few ones                                one by one, across words
+//     another word with more than a few                       by bytes, aside, since these end with other rows
+//     else, and where there is no room                        a word one by one, as far as there is room
+//
+// Nothing is stored but rows that are delivered: what a byte stores behind its own rows, the eight next ones overwrite.
 inline uint64_t take_words(kdzk_lbiv_ictx &walk, uint32_t *out, uint64_t max) {
     const int64_t rows_left = int64_t{int32_t(walk.nbits)} - int32_t(walk.word_base);
     const int64_t words = int32_t(walk.word_base) < 0 ? 0 : rows_left / int64_t{kWordBits} - 1 - kWordsBehind;
@@ -113,12 +130,21 @@ inline uint64_t take_words(kdzk_lbiv_ictx &walk, uint32_t *out, uint64_t max) {
             ones_behind += ones_in(load<uint64_t>(next + i));
         const uint32_t all_ones = ones + ones_behind;
         const uint64_t room = max - 1 - taken;
-        if (all_ones <= kFewOnes && all_ones <= room) {
+        if (all_ones > kFewOnes && ones > 0 && ones_behind >= kRowsAByte && room >= ones + kRowsAByte) {
+            store_rows_by_bytes(word, first_row(next), out + taken);
+            taken += ones;
+        } else if (end - next > 4 && all_ones == 0 && are_empty(next + kWordsBehind, 4)) {
+            next += kWordsBehind + 4;
+            while (end - next > 4 && are_empty(next, 4))
+                next += 4;
+        } else if (all_ones <= kFewOnes && all_ones <= room) {
             store_rows_by_ones(word, next, first_row(next), out + taken, all_ones);
             taken += all_ones;
             next += kWordsBehind;
-        } else if (ones_behind >= kRowsAByte && room >= ones + kRowsAByte) {
-            store_rows_by_bytes(word, first_row(next), out + taken);
+        } else if (ones > kRowsAByte && ones <= room) {
+            uint32_t rows[kWordBits + kRowsAByte];
+            store_rows_by_bytes(word, first_row(next), rows);
+            memcpy(out + taken, rows, sizeof *rows * ones);
             taken += ones;
         } else {
             for (const uint64_t stop = taken + std::min<uint64_t>(ones, room); taken < stop; word &= word - 1)

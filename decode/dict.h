@@ -8,8 +8,8 @@
 
 namespace kdzk {
 
-// Lengths and flags, and addresses where they come from a table, are stored eight at a time: of a row nothing but its
-// code is fetched alone.
+// Codes are fetched one by one; so are, of symbols of one length, addresses made and stored. All else goes by blocks of
+// eight rows.
 template <int kWidth, typename Symbols>
 [[gnu::always_inline]] inline void decode_rows(const Symbols &symbols, const SymbolRows &out, const uint8_t *payload,
                                                const uint32_t *rows, uint32_t count) {

@@ -24,11 +24,9 @@ struct SymbolRows {
     void set_length(uint64_t at, uint16_t length) const { store(lengths + 2 * at, length); }
     void set_flag(uint64_t at, uint16_t flag) const { store(flags + 2 * at, flag); }
 
-    void set_all_lengths(uint32_t count, uint16_t length) const { fill(lengths, count, length); }
-
     // All values are empty: their addresses stay as they are.
     void set_all_empty(uint32_t count) const {
-        set_all_lengths(count, 0);
+        fill(lengths, count, 0);
         fill(flags, count, KDZK_ROW_EMPTY);
     }
 
@@ -97,18 +95,24 @@ inline constexpr uint32_t kSymbolBlockRows = 8;
     store_lanes(out.addresses + 8 * at + kVectorBytes, plus(first, widen_high(offsets)));
 }
 
+// The lengths and flags of eight symbols of one length.
+[[gnu::always_inline]] inline void store_even_lengths(const EvenSymbols &symbols, const SymbolRows &out, uint64_t at) {
+    store_lanes(out.lengths + 2 * at, spread(uint16_t(symbols.length)));
+    store_lanes(out.flags + 2 * at, spread(uint16_t(KDZK_ROW_VALUE)));
+}
+
 // What a block of eight makes of a symbol of 64 KiB and more, whose length doesn't fit.
 enum class LongLengths { saturate, low_bits };
 
-// Eight entries; code_of(i) is the code of the one at `at + i`.
+// Eight entries; code_of(i) is the code of the one at `at + i`. Symbols of one length are multiplied out one by one:
+// codes that come so would have to be put into vectors first. Their length always fits.
 template <LongLengths, typename CodeOf>
 [[gnu::always_inline]] inline void decode_eight(const EvenSymbols &symbols, const SymbolRows &out, CodeOf code_of,
                                                 uint64_t at) {
 #pragma GCC unroll 8
     for (uint32_t i = 0; i < kSymbolBlockRows; ++i)
         out.set_address(at + i, symbols.address(code_of(i)));
-    store_lanes(out.lengths + 2 * at, spread(uint16_t(symbols.length)));
-    store_lanes(out.flags + 2 * at, spread(uint16_t(KDZK_ROW_VALUE)));
+    store_even_lengths(symbols, out, at);
 }
 
 template <LongLengths long_lengths, typename CodeOf>

@@ -99,8 +99,8 @@ struct Unpack {
     // Codes stand as elements do, but for the order of bytes.
     static constexpr bool kCopies = kWidth == 8 * sizeof(Element);
 
-    // The payload of a block to come, and where its elements will go: it raises unpacking out of memory by up to a
-    // quarter. A copy leaves it to the processor, which is faster by a seventh, in the first cache and out of memory.
+    // Asks for the payload of a block to come, and for where its elements will go. A copy leaves that to the processor,
+    // which is faster by a seventh, in the first cache and out of memory.
     [[gnu::always_inline]] static void prefetch_block(const uint8_t *block, const uint8_t *to) {
         if constexpr (!kCopies) {
             for (uint32_t line = 0; line < kBlockBytes; line += kCacheLineBytes)

@@ -37,8 +37,7 @@ template <typename Element>
     const Lanes<64> first = spread(symbols.first);
     store_addresses(out, at, times(low, length), first);
     store_addresses(out, at + 4, times(high, length), first);
-    store_lanes(out.lengths + 2 * at, spread(uint16_t(symbols.length)));
-    store_lanes(out.flags + 2 * at, spread(uint16_t(KDZK_ROW_VALUE)));
+    store_even_lengths(symbols, out, at);
 }
 
 // Kept on purpose: in blocks a length of 64 KiB and more saturates, row by row its low 16 bits are taken.
@@ -52,7 +51,7 @@ template <typename Element>
 // Takes symbols and arrays as copies: stores of bytes might change what lies behind a reference.
 template <typename Element, typename Symbols>
 void decode_codes(Symbols symbols, SymbolRows out, const uint8_t *codes, uint32_t rows) {
-    const auto decode_eight = [=](uint64_t at) __attribute__((always_inline)) {
+    const auto decode_at = [=](uint64_t at) __attribute__((always_inline)) {
         prefetch(out.addresses + 8 * at + kSymbolPrefetchBytes);
         decode_block<Element>(symbols, out, codes + sizeof(Element) * at, at);
     };
@@ -66,13 +65,13 @@ void decode_codes(Symbols symbols, SymbolRows out, const uint8_t *codes, uint32_
             prefetch(codes + sizeof(Element) * at + kSymbolPrefetchBytes + line);
         prefetch(out.lengths + 2 * at + kSymbolPrefetchBytes);
         prefetch(out.flags + 2 * at + kSymbolPrefetchBytes);
-        decode_eight(at);
-        decode_eight(at + kSymbolBlockRows);
-        decode_eight(at + 2 * kSymbolBlockRows);
-        decode_eight(at + 3 * kSymbolBlockRows);
+        decode_at(at);
+        decode_at(at + kSymbolBlockRows);
+        decode_at(at + 2 * kSymbolBlockRows);
+        decode_at(at + 3 * kSymbolBlockRows);
     }
     for (; at < in_blocks; at += kSymbolBlockRows)
-        decode_eight(at);
+        decode_at(at);
     for (; at < rows; ++at)
         decode_code(symbols, out, load<Element>(codes + sizeof(Element) * at), at);
 }

@@ -48,8 +48,15 @@ struct EvenBlocks {
     }
 };
 
+// Readers of such payloads.
 template <typename Reader>
 concept HasEvenBlocks = std::derived_from<Reader, EvenBlocks<Reader::kBlockBytes>>;
+
+// A reader that can be read by two blocks at a time, as one whose blocks are such pairs, and on behind them.
+template <typename Reader>
+concept HasPairs = requires(Reader rows) {
+    rows.go_on_behind(rows.in_pairs());
+};
 
 // A reader whose rows behind the last whole block are compared with other keys than those in blocks.
 template <typename Reader, Operator op>

@@ -82,11 +82,9 @@ template <typename Reader, typename Test>
                            : scan_blocks<false>(rows, result, done, masks, blocks, test);
 }
 
-// Blocks that have fewer rows than are gathered at a time go in pairs, and what is left of them as it is.
+// Blocks of a reader that offers pairs of them go so where one has fewer rows than are gathered at a time.
 template <typename Reader>
-concept GoesInPairs = (Reader::kBlockRows < kRowsGathered) && requires(Reader rows) {
-    rows.in_pairs();
-};
+concept GoesInPairs = (Reader::kBlockRows < kRowsGathered) && HasPairs<Reader>;
 
 // Tests the rows from done on and adds their bits to words that were cleared; returns the hits that the masks leave.
 // Bits gather in a register, so that neighbouring rows don't wait for each other's stores.
@@ -141,6 +139,7 @@ requires BlockReader<Reader>
         if constexpr (GoesInPairs<Reader>) {
             auto pairs = rows.in_pairs();
             using Pairs = decltype(pairs);
+            static_assert(Pairs::kBlockRows == 2 * Reader::kBlockRows);
             const typename Pairs::template BlockTest<op> pair_test(keys);
             count = scan_blocks(pairs, res_bv, 0, in_blocks, blocks / 2, pair_test);
             rows.go_on_behind(pairs);

@@ -14,6 +14,7 @@ struct PairLanes : InLanes {
         typename InLanes::Block first, second;
     };
     static constexpr int kVectors = 2 * InLanes::kVectors;
+    static constexpr uint32_t kBlockRows = 2 * InLanes::kBlockRows, kBlockBytes = 2 * InLanes::kBlockBytes;
 
     template <bool ordered, int vector>
     static Lanes<InLanes::kBits> values(const Block &block) {
@@ -26,9 +27,7 @@ struct PairLanes : InLanes {
 template <typename Rows>
 struct RowPairs : Rows {
     using InLanes = PairLanes<typename Rows::InLanes>;
-    static constexpr uint32_t kBlockRows = 2 * Rows::kBlockRows, kBlockBytes = 2 * Rows::kBlockBytes;
-    template <Operator op>
-    using BlockTest = typename Rows::template TestIn<InLanes, op>;
+    static constexpr uint32_t kBlockRows = InLanes::kBlockRows, kBlockBytes = InLanes::kBlockBytes;
 
     explicit RowPairs(const Rows &rows) : Rows(rows) {}
     typename InLanes::Block take_block() { return {Rows::take_block(), Rows::take_block()}; }

@@ -156,7 +156,7 @@ struct DynpRows {
             block.lens[group] = next_lens[group];
             next_group += Groups::kTables.bytes[block.lens[group]];
         }
-        next_lens += Fields::kBlockBytes;
+        next_lens += Fields::bytes_of(kBlockRows);
         return block;
     }
 

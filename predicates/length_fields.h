@@ -11,8 +11,8 @@ template <int kLaneBits>
 struct LengthFields {
     static constexpr int kBits = kLaneBits / 16, kRowsAByte = 8 / kBits;
     static constexpr uint8_t kLargest = (1 << kBits) - 1;
-    // The bytes of a block, of whichever kind.
-    static constexpr int kBlockBytes = 4;
+    // The bytes of so many rows' fields; blocks fill whole bytes.
+    static constexpr uint32_t bytes_of(uint32_t rows) { return rows / kRowsAByte; }
 
     // How far a row's field is from the low end of its byte, in bits.
     static constexpr int place_of(int row) { return 8 - kBits - row % kRowsAByte * kBits; }

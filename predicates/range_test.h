@@ -122,10 +122,8 @@ struct EvenRows : EvenBlocks<InLanesOfRows::kBlockBytes> {
     using InLanes = InLanesOfRows;
     using Value = decltype(largest);
     static constexpr uint32_t kBlockRows = InLanes::kBlockRows;
-    template <typename Lanes, Operator op>
-    using TestIn = RangeTest<Lanes, largest, form, op>;
     template <Operator op>
-    using BlockTest = TestIn<InLanes, op>;
+    using BlockTest = RangeTest<InLanes, largest, form, op>;
 
     Value value_at(uint32_t row) const { return kFetch(this->payload, row); }
 };

@@ -257,7 +257,8 @@ struct RowsWithFields {
     using Value = typename Split::Joined;
     using Fields = LengthFields<InLanes::kBits>;
     static constexpr uint32_t kBlockRows = Rows::kBlockRows, kBlockBytes = Rows::kBlockBytes;
-    static constexpr int kBlockLens = int(kBlockRows) / Fields::kRowsAByte;
+    static constexpr uint32_t kBlockLens = Fields::bytes_of(kBlockRows);
+    static_assert(kBlockLens == 4 || kBlockLens == 8, "a block's fields are one load");
     template <Operator op>
     using BlockTest = TrailingZerosTest<InLanes, op>;
 

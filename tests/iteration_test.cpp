@@ -19,13 +19,26 @@ void expect_same_state(const kdzk_lbiv_ictx &walk, const kdzk_lbiv_ictx &expecte
     ASSERT_EQ(state_of(walk), state_of(expected));
 }
 
-constexpr uint64_t kLengths[] = {0, 1, 7, 8, 9, 63, 64, 65, 100, 127, 128, 129, 200, 1000};
+constexpr uint64_t kLengths[] = {0, 1, 7, 8, 9, 63, 64, 65, 100, 127, 128, 129, 200, 576, 1000};
+constexpr uint64_t kMaxima[] = {0, 1, 7, 8, 9, 16, 17, 256, ~uint64_t{0}};
 
 class IterationTest : public testing::TestWithParam<Unit> {
   protected:
+    // Words without a one, with one, with many and with all: what goes for one of them ends at the next.
+    std::vector<uint64_t> mixed_words(uint64_t nbits) {
+        std::vector<uint64_t> words(nbits / 64 + 1);
+        for (uint64_t &word : words) {
+            const uint64_t kinds[] = {0, 0, 0, uint64_t{1} << random_.below(64), random_.word(), ~uint64_t{0}};
+            word = kinds[random_.below(std::size(kinds))];
+        }
+        return words;
+    }
+
     // Puts a vector where its last readable byte is the last one before an unreadable page.
     const uint64_t *placed(uint64_t density, uint64_t nbits, uint64_t start) {
-        std::vector<uint64_t> words = mask(density, nbits, random_);
+        return placed(mask(density, nbits, random_), nbits, start);
+    }
+    const uint64_t *placed(std::vector<uint64_t> words, uint64_t nbits, uint64_t start) {
         words.resize(std::max(words.size(), start / 64 + 1), random_.word());
         const uint64_t bytes = std::max(extent_bytes(GetParam(), nbits), (start / 64 + 1) * 8);
         return reinterpret_cast<const uint64_t *>(memory_.ending_with(words.data(), bytes));
@@ -47,8 +60,26 @@ class IterationTest : public testing::TestWithParam<Unit> {
         }
     }
 
+    // Takes batches until three were empty; next_max() is the room for one.
+    template <class NextMax>
+    void compare_batches(const uint64_t *vector, uint64_t nbits, uint64_t start, NextMax next_max) {
+        const auto ones = GetParam() == Unit::byte ? kdzk_lbivones_dydi : kdzk_lbiwvones_dydi;
+        kdzk_lbiv_ictx walk, expected = reference::start_walk(vector, nbits, 0, start);
+        kdzk_lbiv_ictx_ini2_dydi(&walk, vector, nbits, 0, start);
+        for (int empty_batches = 0; empty_batches < 3;) {
+            const uint64_t max = next_max();
+            const std::vector<uint32_t> rows = next_rows(expected, GetParam(), max);
+            const size_t bytes = sizeof rows[0] * rows.size();
+            auto *const out = reinterpret_cast<uint32_t *>(rows_memory_.ending(bytes));
+            ASSERT_EQ(ones(&walk, out, max), rows.size()) << nbits << " bits, room for " << max;
+            ASSERT_EQ(std::vector<uint32_t>(out, out + rows.size()), rows);
+            expect_same_state(walk, expected);
+            empty_batches += rows.empty() ? 1 : 0;
+        }
+    }
+
     support::Random random_;
-    support::GuardedMemory memory_{4096, random_};
+    support::GuardedMemory memory_{4096, random_}, rows_memory_{sizeof(uint32_t) * 2048, random_};
 };
 
 TEST_P(IterationTest, KeepsEveryVisibleState) {
@@ -69,26 +100,18 @@ TEST_P(IterationTest, KeepsEveryVisibleState) {
 }
 
 TEST_P(IterationTest, BatchesStopAtTheirSizeOrTheEnd) {
-    const auto ones = GetParam() == Unit::byte ? kdzk_lbivones_dydi : kdzk_lbiwvones_dydi;
-    support::GuardedMemory rows_memory(sizeof(uint32_t) * *std::max_element(std::begin(kLengths), std::end(kLengths)),
-                                       random_);
     for (const uint64_t nbits : kLengths)
-        for (const uint64_t density : support::kDensities)
-            for (const uint64_t max : {0u, 1u, 7u, 8u, 256u, ~0u}) {
-                const uint64_t start = random_.below(nbits + 1);
-                const uint64_t *const vector = placed(density, nbits, start);
-                kdzk_lbiv_ictx walk, expected = reference::start_walk(vector, nbits, 0, start);
-                kdzk_lbiv_ictx_ini2_dydi(&walk, vector, nbits, 0, start);
-                for (int calls_after_end = 0; calls_after_end < 3;) {
-                    const std::vector<uint32_t> rows = next_rows(expected, GetParam(), max);
-                    const size_t bytes = sizeof rows[0] * rows.size();
-                    auto *const out = reinterpret_cast<uint32_t *>(rows_memory.ending(bytes));
-                    ASSERT_EQ(ones(&walk, out, max), rows.size());
-                    ASSERT_EQ(std::vector<uint32_t>(out, out + rows.size()), rows);
-                    expect_same_state(walk, expected);
-                    calls_after_end += rows.empty() ? 1 : 0;
-                }
-            }
+        for (const uint64_t max : kMaxima) {
+            const uint64_t start = random_.below(nbits + 1);
+            for (const uint64_t density : support::kDensities)
+                compare_batches(placed(density, nbits, start), nbits, start, [=] { return max; });
+            compare_batches(placed(mixed_words(nbits), nbits, start), nbits, start, [=] { return max; });
+        }
+    for (int round = 0; round < 200; ++round) {
+        const uint64_t nbits = random_.below(2000), start = random_.below(nbits + 1);
+        compare_batches(placed(mixed_words(nbits), nbits, start), nbits, start,
+                        [this] { return kMaxima[random_.below(std::size(kMaxima))]; });
+    }
 }
 
 TEST_P(IterationTest, EndsAtTheLastRowThereCanBe) {

@@ -28,9 +28,8 @@ using UnsignedOf =
                        std::conditional_t<kBits == 16, uint16_t, std::conditional_t<kBits == 32, uint32_t, uint64_t>>>;
 
 // How far ahead of what is read, or written, the caches are asked for more. 640 bytes pass too fast to cover a way to
-// memory: beyond the last cache, 2 KiB raise scans of packed codes by a tenth (17 bits) to a half (5 bits), and counts
-// by a tenth, and where memory is faster 4 KiB another tenth (8 bits under masks, a quarter); in the first cache there
-// is no difference beyond the noise. 8 KiB gain little more, and what is asked for behind a vector's end is lost.
+// memory; 2 KiB do where memory is slow, 4 KiB where it is fast. In the first cache there is no difference beyond the
+// noise. 8 KiB gain little more, and what is asked for behind a vector's end is lost. docs/performance.md has figures.
 inline constexpr uint32_t kPrefetchBytes = 4096, kCacheLineBytes = 64;
 
 // Asks for the cache line at an address, which need not be readable. Always inlined: g++ takes a call of it for one
@@ -195,7 +194,8 @@ inline Lanes<32> shifted_down(Lanes<32> a, uint32_t count) {
     return {_mm_srl_epi32(a.raw, _mm_cvtsi32_si128(int(count)))};
 }
 
-// Two vectors of numbers in one, a's lanes first, each lane half as wide. Every number fits, as an unsigned one.
+// Two vectors of numbers in one, a's lanes first, each lane half as wide. A number that doesn't fit becomes the
+// largest, or 0 where its top bit is set.
 inline Lanes<8> narrow_numbers(Lanes<16> a, Lanes<16> b) { return {_mm_packus_epi16(a.raw, b.raw)}; }
 inline Lanes<16> narrow_numbers(Lanes<32> a, Lanes<32> b) { return {_mm_packus_epi32(a.raw, b.raw)}; }
 
