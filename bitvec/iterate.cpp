@@ -60,8 +60,8 @@ template <Family family, Target target>
     return lies_below(*row, walk.nbits);
 }
 
-// What batches look at: a word and so many behind it, and whether these have few ones altogether.
-constexpr uint32_t kWordsBehind = 3, kFewOnes = 16;
+// What batches look at: four words, the first of them and those behind it, and whether these have few ones altogether.
+constexpr uint32_t kWordsAtATime = 4, kWordsBehind = kWordsAtATime - 1, kFewOnes = 16;
 
 constexpr uint32_t kRowsAByte = 8;
 
@@ -97,9 +97,9 @@ inline void store_rows_by_ones(uint64_t word, const uint64_t *next, uint32_t fir
     }
 }
 
-bool are_empty(const uint64_t *words, uint32_t count) {
+bool are_empty(const uint64_t *words) {
     uint64_t bits = 0;
-    for (uint32_t i = 0; i < count; ++i)
+    for (uint32_t i = 0; i < kWordsAtATime; ++i)
         bits |= load<uint64_t>(words + i);
     return bits == 0;
 }
@@ -133,10 +133,10 @@ inline uint64_t take_words(kdzk_lbiv_ictx &walk, uint32_t *out, uint64_t max) {
         if (all_ones > kFewOnes && ones > 0 && ones_behind >= kRowsAByte && room >= ones + kRowsAByte) {
             store_rows_by_bytes(word, first_row(next), out + taken);
             taken += ones;
-        } else if (end - next > 4 && all_ones == 0 && are_empty(next + kWordsBehind, 4)) {
-            next += kWordsBehind + 4;
-            while (end - next > 4 && are_empty(next, 4))
-                next += 4;
+        } else if (end - next > kWordsAtATime && all_ones == 0 && are_empty(next + kWordsBehind)) {
+            next += kWordsBehind + kWordsAtATime;
+            while (end - next > kWordsAtATime && are_empty(next))
+                next += kWordsAtATime;
         } else if (all_ones <= kFewOnes && all_ones <= room) {
             store_rows_by_ones(word, next, first_row(next), out + taken, all_ones);
             taken += all_ones;

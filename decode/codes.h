@@ -76,8 +76,8 @@ struct ElementCodes {
     }
 };
 
-// In lanes of 16 bits or more, but for elements of 8. Codes that the plan cuts in lanes of 32 bits come
-// through windows if they fit into 16.
+// In lanes of 16 bits or more, but for elements of 8. Codes that the plan cuts in lanes of 32 bits come through windows
+// if they fit into 16.
 template <int kWidth>
 using CodesOf = std::conditional_t<
     fills_elements(kWidth), ElementCodes<kWidth>,

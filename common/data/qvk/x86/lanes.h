@@ -28,8 +28,8 @@ using UnsignedOf =
                        std::conditional_t<kBits == 16, uint16_t, std::conditional_t<kBits == 32, uint32_t, uint64_t>>>;
 
 // How far ahead of what is read, or written, the caches are asked for more. 640 bytes pass too fast to cover a way to
-// memory; 2 KiB do where memory is slow, 4 KiB where it is fast. In the first cache there is no difference beyond the
-// noise. 8 KiB gain little more, and what is asked for behind a vector's end is lost. docs/performance.md has figures.
+// memory; 2 KiB do where memory is slow, 4 KiB where it is fast. 8 KiB gain little more, and what is asked for behind a
+// vector's end is lost. In the first cache the distance makes no difference. docs/performance.md has figures.
 inline constexpr uint32_t kPrefetchBytes = 4096, kCacheLineBytes = 64;
 
 // Asks for the cache line at an address, which need not be readable. Always inlined: g++ takes a call of it for one
